@@ -1,0 +1,71 @@
+#include "runtime/MemoryBlock.h"
+
+#include <cstring>
+
+#include "runtime/Exceptions.h"
+
+namespace zeb {
+
+namespace {
+
+template <typename Value>
+Value Load(const std::byte* from) {
+  Value value{};
+  std::memcpy(&value, from, sizeof value);
+  return value;
+}
+
+template <typename Value>
+void Store(std::byte* to, Value value) {
+  std::memcpy(to, &value, sizeof value);
+}
+
+}  // namespace
+
+MemoryBlock::MemoryBlock(std::int32_t size) {
+  if (size < 0) {
+    throw OutOfBoundsException("negative block size");
+  }
+  storage_ = std::make_unique<std::byte[]>(static_cast<std::size_t>(size));
+  address_ = storage_.get();
+  size_ = size;
+}
+
+MemoryBlock MemoryBlock::FromAddress(void* address) noexcept {
+  MemoryBlock block;
+  block.address_ = static_cast<std::byte*>(address);
+  return block;
+}
+
+std::byte* MemoryBlock::At(std::int32_t offset, std::size_t width) const {
+  if (offset < 0 || static_cast<std::size_t>(offset) + width > static_cast<std::size_t>(size_)) {
+    throw OutOfBoundsException("offset outside the block");
+  }
+  return address_ + offset;
+}
+
+std::int32_t MemoryBlock::Long(std::int32_t offset) const {
+  return Load<std::int32_t>(At(offset, sizeof(std::int32_t)));
+}
+
+void MemoryBlock::Long(std::int32_t offset, std::int32_t value) {
+  Store(At(offset, sizeof value), value);
+}
+
+std::intptr_t MemoryBlock::Ptr(std::int32_t offset) const {
+  return Load<std::intptr_t>(At(offset, sizeof(std::intptr_t)));
+}
+
+void MemoryBlock::Ptr(std::int32_t offset, std::intptr_t value) {
+  Store(At(offset, sizeof value), value);
+}
+
+String MemoryBlock::StringValue(std::int32_t offset, std::int32_t length) const {
+  if (length < 0) {
+    throw OutOfBoundsException("negative length");
+  }
+  const std::byte* from = At(offset, static_cast<std::size_t>(length));
+  return {reinterpret_cast<const char*>(from), static_cast<std::size_t>(length)};
+}
+
+}  // namespace zeb

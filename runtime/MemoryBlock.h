@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "runtime/Text.h"
+
+namespace zeb {
+
+// A zero-filled block of fixed size, or (made from an address) a stand-in for a bare address
+// that it neither copies nor owns. Reads and writes outside the block raise OutOfBoundsException.
+class MemoryBlock {
+ public:
+  explicit MemoryBlock(std::int32_t size);
+  static MemoryBlock FromAddress(void* address) noexcept;
+
+  std::int32_t Size() const noexcept { return size_; }
+  void* Address() const noexcept { return address_; }
+
+  // Signed 32-bit integer in the machine's byte order.
+  std::int32_t Long(std::int32_t offset) const;
+  void Long(std::int32_t offset, std::int32_t value);
+
+  // Pointer-wide integer, for handles wider than 32 bits.
+  std::intptr_t Ptr(std::int32_t offset) const;
+  void Ptr(std::int32_t offset, std::intptr_t value);
+
+  String StringValue(std::int32_t offset, std::int32_t length) const;
+
+ private:
+  MemoryBlock() = default;
+  std::byte* At(std::int32_t offset, std::size_t width) const;
+
+  std::unique_ptr<std::byte[]> storage_;
+  std::byte* address_ = nullptr;
+  std::int32_t size_ = 0;
+};
+
+}  // namespace zeb

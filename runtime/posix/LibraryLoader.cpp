@@ -1,0 +1,55 @@
+#include <dlfcn.h>
+
+#include "runtime/posix/Posix.h"
+
+namespace zeb::posix {
+
+namespace {
+
+// A library reference that is given back however the scope is left.
+class LibraryHandle {
+ public:
+  explicit LibraryHandle(const char* path) noexcept : handle_(::dlopen(path, RTLD_LAZY | RTLD_LOCAL)) {}
+  LibraryHandle(const LibraryHandle&) = delete;
+  LibraryHandle& operator=(const LibraryHandle&) = delete;
+  LibraryHandle(LibraryHandle&&) = delete;
+  LibraryHandle& operator=(LibraryHandle&&) = delete;
+  ~LibraryHandle() {
+    if (handle_ != nullptr) {
+      ::dlclose(handle_);
+    }
+  }
+
+  void* Symbol(const char* name) const noexcept {
+    return handle_ == nullptr ? nullptr : ::dlsym(handle_, name);
+  }
+
+ private:
+  void* handle_;
+};
+
+#if defined(__APPLE__)
+constexpr const char* kCLibrary = "/usr/lib/libSystem.B.dylib";
+#else
+constexpr const char* kCLibrary = "libc.so.6";
+#endif
+
+bool HasZeroByte(const String& text) { return text.find('\0') != String::npos; }
+
+}  // namespace
+
+void* LoadFunction(const String& function, const String& library) {
+  if (HasZeroByte(function) || HasZeroByte(library)) {
+    return nullptr;
+  }
+  if (library == "System.framework") {
+    // "System.framework" is the system's C library. It stays loaded for the whole run, so one
+    // reference held from the first binding on costs nothing and keeps each binding a lookup.
+    static const LibraryHandle cLibrary(kCLibrary);
+    return cLibrary.Symbol(function.c_str());
+  }
+  const LibraryHandle other(library.c_str());
+  return other.Symbol(function.c_str());
+}
+
+}  // namespace zeb::posix

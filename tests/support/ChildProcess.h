@@ -1,0 +1,22 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+
+namespace zeb::test {
+
+struct ChildResult {
+  bool exited = false;       // ended by exit rather than a signal
+  int status = -1;           // exit status, or the number of the signal that ended it
+  bool timedOut = false;     // killed at the deadline
+  std::string output;        // what the body returned
+  std::string errors;        // what the child wrote to standard error
+};
+
+// Runs `body` in a forked child, so that signal handlers, detaching and exits stay out of the
+// test runner. The child ends with status 0 after the body unless the body ends it itself.
+ChildResult RunInChild(const std::function<std::string()>& body,
+                       std::chrono::milliseconds deadline = std::chrono::seconds(30));
+
+}  // namespace zeb::test
