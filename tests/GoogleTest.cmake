@@ -1,0 +1,3 @@
+# Where GoogleTest comes from.
+find_package(GTest REQUIRED)
+include(GoogleTest)
