@@ -23,20 +23,6 @@ RuntimeState state;
 std::atomic<ConsoleApplication*> registeredApp{nullptr};
 static_assert(std::atomic<ConsoleApplication*>::is_always_lock_free);
 
-RuntimeException AsRuntimeException(const std::exception_ptr& thrown) {
-  try {
-    std::rethrow_exception(thrown);
-  } catch (const RuntimeException& error) {
-    return error;
-  } catch (const std::bad_alloc&) {
-    return OutOfMemoryException("out of memory");
-  } catch (const std::exception& error) {
-    return RuntimeException(error.what());
-  } catch (...) {
-    return RuntimeException("unknown exception");
-  }
-}
-
 }  // namespace
 
 void RuntimeInit(int argc, const char* const* argv) {
@@ -81,7 +67,18 @@ String UnhandledExceptionLine(const RuntimeException& error) {
 namespace internal {
 
 void UnhandledException(const std::exception_ptr& thrown) {
-  RuntimeUnhandledException(AsRuntimeException(thrown));
+  // Report inside each handler: a copy into RuntimeException would lose the class.
+  try {
+    std::rethrow_exception(thrown);
+  } catch (const RuntimeException& error) {
+    RuntimeUnhandledException(error);
+  } catch (const std::bad_alloc&) {
+    RuntimeUnhandledException(OutOfMemoryException("out of memory"));
+  } catch (const std::exception& error) {
+    RuntimeUnhandledException(RuntimeException(error.what()));
+  } catch (...) {
+    RuntimeUnhandledException(RuntimeException("unknown exception"));
+  }
 }
 
 }  // namespace internal
