@@ -67,7 +67,7 @@ std::int32_t App::Event_Run(const std::vector<String>& /*arguments*/) {
       if (SecondCopyRuns(output) || SessionEnded(output)) {
         break;
       }
-      output = kPlaceholder;
+      output = String(kPlaceholder);
       lastCheck = Ticks();
     }
     BackgroundTask();
