@@ -95,7 +95,7 @@ class Recorder {
   }
 
   void WriteSeconds(const std::string& name, Clock::duration duration) const {
-    Write(name, Format(std::chrono::duration<double>(duration).count(), "%.3f"));
+    Write(name, Format(std::chrono::duration<double>(duration).count(), "%.6f"));
   }
 
   void WriteWallClock(const std::string& name) const {
