@@ -153,6 +153,7 @@ detached_as_expected() {
 }
 
 scenario_detached() {
+  mkdir -p "${folder%/*}"
   exec 9>"$folder.inherited" # the agent must not keep its starter's descriptors
   start_session "${alive[@]}"
   exec 9>&-
