@@ -1,0 +1,325 @@
+#!/usr/bin/env bash
+# Measures the agent against bench/baseline-agent.c in a simulated session: idle CPU and memory
+# (both running side by side), launch latency (SIGUSR2 until the stand-in /usr/bin/open has
+# started) and quit latency (SIGTERM until the process is gone). Prints tables; exits non-zero
+# when something could not be measured. Missed targets are reported, not turned into a failure.
+#
+#   bench/measure.sh [--build-dir DIR] [--agent PATH --baseline PATH]
+#                    [--seconds N] [--launches N] [--quits N]
+#
+# Without --agent/--baseline it builds both (Release) in DIR, by default build/bench.
+set -euo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+build_dir=$root/build/bench
+agent=""
+baseline=""
+seconds=30
+launches=50
+quits=50
+
+die() {
+  echo "measure.sh: $*" >&2
+  exit 1
+}
+
+while (($#)); do
+  case $1 in
+    --build-dir) build_dir=$2 ;;
+    --agent) agent=$2 ;;
+    --baseline) baseline=$2 ;;
+    --seconds) seconds=$2 ;;
+    --launches) launches=$2 ;;
+    --quits) quits=$2 ;;
+    *) die "unknown argument: $1" ;;
+  esac
+  shift 2
+done
+
+# ---------------------------------------------------------------------------------------------
+# Outside the namespace: build if asked, then run the rest in a private mount namespace.
+if [[ ${ZEB_MEASURE_SANDBOX:-} == "" ]]; then
+  if [[ -z $agent || -z $baseline ]]; then
+    cmake -S "$root" -B "$build_dir" -DZEB_BUILD_BENCH=ON -DCMAKE_BUILD_TYPE=Release >/dev/null
+    cmake --build "$build_dir" -j2 --target zeb-agent baseline-agent >/dev/null
+    agent=$build_dir/zeb-agent
+    baseline=$build_dir/bench/baseline-agent
+  fi
+  [[ -x $agent ]] || die "no agent at $agent"
+  [[ -x $baseline ]] || die "no baseline at $baseline"
+  sandbox=$(mktemp -d /tmp/zeb-measure.XXXXXX)
+  trap 'rmdir "$sandbox" 2>/dev/null || true' EXIT
+  if ((EUID == 0)); then unshare_flags=(-m); else unshare_flags=(-r -m); fi
+  status=0
+  ZEB_MEASURE_SANDBOX=$sandbox unshare "${unshare_flags[@]}" --propagation private -- \
+    "$0" --agent "$(realpath "$agent")" --baseline "$(realpath "$baseline")" \
+    --seconds "$seconds" --launches "$launches" --quits "$quits" || status=$?
+  exit "$status"
+fi
+
+# ---------------------------------------------------------------------------------------------
+# Inside the namespace. Everything we make lives on a tmpfs that vanishes with the namespace.
+sandbox=$ZEB_MEASURE_SANDBOX
+mount -t tmpfs -o mode=0755 zeb-measure "$sandbox"
+mkdir -p "$sandbox"/{upper,work,bin}
+record=$sandbox/open-started
+: >"$record"
+
+# Stand-ins, seen by both programs through an overlay on /usr/bin (/bin links there).
+cat >"$sandbox/upper/ps" <<'EOF'
+#!/bin/bash
+printf 'COMMAND\nloginwindow\nzeb-agent\n'
+EOF
+# EPOCHREALTIME is read without starting another process, so the stamp is the stand-in's start.
+cat >"$sandbox/upper/open" <<EOF
+#!/bin/bash
+printf '%s\n' "\${EPOCHREALTIME/./}" >>'$record'
+EOF
+chmod 0755 "$sandbox/upper/ps" "$sandbox/upper/open"
+mount -t overlay zeb-measure-bin \
+  -o "lowerdir=/usr/bin,upperdir=$sandbox/upper,workdir=$sandbox/work" /usr/bin
+
+# Copies at paths of our own, so that our processes are told apart from anyone else's.
+cp "$agent" "$sandbox/bin/zeb-agent"
+cp "$baseline" "$sandbox/bin/baseline-agent"
+agent=$sandbox/bin/zeb-agent
+baseline=$sandbox/bin/baseline-agent
+
+started=()
+cleanup() {
+  local pid
+  for pid in "${started[@]}"; do
+    kill -KILL "$pid" 2>/dev/null || true
+  done
+}
+trap cleanup EXIT
+
+# A descriptor that never has data: read -t on it pauses without starting a process.
+exec {pause_fd}<> <(:)
+pause() { read -r -t "$1" -u "$pause_fd" _ || true; }
+random_pause() { pause "0.$(printf '%03d' $((150 + RANDOM % 251)))"; }
+
+# True while the process exists and is not a zombie.
+alive() {
+  local stat
+  { read -r stat <"/proc/$1/stat"; } 2>/dev/null || return 1
+  stat=${stat##*) }
+  [[ ${stat%% *} != Z ]]
+}
+
+# Waits until the process catches SIGTERM and SIGUSR2: its handlers are in place.
+await_handlers() {
+  local pid=$1 deadline=$((${EPOCHREALTIME/./} + 3000000)) line mask
+  while ((${EPOCHREALTIME/./} < deadline)); do
+    mask=0
+    while read -r line; do
+      [[ $line == SigCgt:* ]] && mask=$((16#${line##*[[:space:]]}))
+    done <"/proc/$pid/status" 2>/dev/null || true
+    if ((mask & (1 << (15 - 1)) && mask & (1 << (12 - 1)))); then
+      return 0
+    fi
+    pause 0.001
+  done
+  die "process $pid never installed its handlers"
+}
+
+# Starts the agent, which detaches, and sets pid to the detached copy's; the starter has exited
+# by then, so the one process running our copy is it.
+start_agent() {
+  "$agent" || die "the agent's starter failed"
+  local deadline=$((${EPOCHREALTIME/./} + 3000000)) candidate
+  while ((${EPOCHREALTIME/./} < deadline)); do
+    for candidate in $(pgrep -x zeb-agent || true); do
+      if [[ $(readlink "/proc/$candidate/exe" 2>/dev/null) == "$agent" ]] && alive "$candidate"; then
+        pid=$candidate
+        started+=("$pid")
+        return 0
+      fi
+    done
+    pause 0.001
+  done
+  die "the detached agent was not found"
+}
+
+start_baseline() {
+  "$baseline" </dev/null >/dev/null 2>&1 &
+  pid=$!
+  started+=("$pid")
+}
+
+# Fields of /proc/PID/smaps_rollup, in kB.
+memory_kb() {
+  local pid=$1 field=$2 name value _
+  while read -r name value _; do
+    if [[ $name == "$field:" ]]; then
+      printf '%s' "$value"
+      return 0
+    fi
+  done <"/proc/$pid/smaps_rollup"
+  die "no $field for $pid"
+}
+
+own_cpu_ns() {
+  local ns _
+  read -r ns _ <"/proc/$1/schedstat"
+  printf '%s' "$ns"
+}
+
+# Reaped children's CPU (cutime + cstime), in clock ticks.
+children_ticks() {
+  local stat fields
+  read -r stat <"/proc/$1/stat"
+  read -r -a fields <<<"${stat##*) }"
+  printf '%s' $((fields[13] + fields[14]))
+}
+
+# median, 95th percentile (nearest rank) and maximum of microsecond samples, in ms.
+summary() {
+  sort -n | awk '{ v[NR] = $1 } END {
+    if (NR == 0) exit 1
+    p = int(0.95 * NR); if (p < 0.95 * NR) p++
+    m = (NR % 2) ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2
+    printf "%d %.1f %.1f %.1f\n", NR, m / 1000, v[p] / 1000, v[NR] / 1000 }'
+}
+
+# ---------------------------------------------------------------------------------------------
+# Idle: both side by side for $seconds.
+start_agent
+agent_pid=$pid
+start_baseline
+baseline_pid=$pid
+await_handlers "$agent_pid"
+await_handlers "$baseline_pid"
+pause 1
+
+declare -A cpu0 child0 cpu1 child1 rss dirty
+t0=${EPOCHREALTIME/./}
+for who in agent baseline; do
+  pid_var=${who}_pid
+  cpu0[$who]=$(own_cpu_ns "${!pid_var}")
+  child0[$who]=$(children_ticks "${!pid_var}")
+done
+sleep "$seconds"
+t1=${EPOCHREALTIME/./}
+for who in agent baseline; do
+  pid_var=${who}_pid
+  alive "${!pid_var}" || die "the $who ended during the idle measurement"
+  cpu1[$who]=$(own_cpu_ns "${!pid_var}")
+  child1[$who]=$(children_ticks "${!pid_var}")
+  rss[$who]=$(memory_kb "${!pid_var}" Rss)
+  dirty[$who]=$(memory_kb "${!pid_var}" Private_Dirty)
+done
+wall_us=$((t1 - t0))
+[[ -z ${ZEB_MEASURE_DUMP:-} ]] || cp "/proc/$agent_pid/smaps" "/proc/$baseline_pid/smaps" "$ZEB_MEASURE_DUMP"/ 2>/dev/null || true
+hz=$(getconf CLK_TCK)
+idle_rate() { awk -v ns="$1" -v us="$wall_us" 'BEGIN { printf "%.1f", ns / 1000 / (us / 1e6) }'; }
+child_rate() {
+  awk -v t="$1" -v hz="$hz" -v us="$wall_us" 'BEGIN { printf "%.1f", t * 1e6 / hz / (us / 1e6) }'
+}
+agent_idle=$(idle_rate $((cpu1[agent] - cpu0[agent])))
+baseline_idle=$(idle_rate $((cpu1[baseline] - cpu0[baseline])))
+ratio() { awk -v a="$1" -v b="$2" 'BEGIN { if (b > 0) printf "%.2f", a / b; else print "n/a" }'; }
+
+echo "## Idle, side by side for $(awk -v us="$wall_us" 'BEGIN { printf "%.1f", us / 1e6 }') s"
+echo
+echo "| | agent | baseline | agent/baseline |"
+echo "|---|---:|---:|---:|"
+echo "| own CPU, us per s (schedstat) | $agent_idle | $baseline_idle | $(ratio "$agent_idle" "$baseline_idle") |"
+a_child=$(child_rate $((child1[agent] - child0[agent])))
+b_child=$(child_rate $((child1[baseline] - child0[baseline])))
+echo "| reaped children's CPU, us per s (sh + ps; tick resolution) | $a_child | $b_child | $(ratio "$a_child" "$b_child") |"
+echo "| resident, kB (Rss) | ${rss[agent]} | ${rss[baseline]} | $(ratio "${rss[agent]}" "${rss[baseline]}") |"
+echo "| private dirty, kB | ${dirty[agent]} | ${dirty[baseline]} | $(ratio "${dirty[agent]}" "${dirty[baseline]}") |"
+echo
+
+# ---------------------------------------------------------------------------------------------
+# Launch latency: SIGUSR2 until the stand-in open has written its stamp.
+exec {record_fd}<"$record"
+launch_samples() {
+  local pid=$1 i sent line partial deadline stamp
+  for ((i = 0; i < launches; i++)); do
+    random_pause
+    partial=""
+    sent=${EPOCHREALTIME/./}
+    kill -USR2 "$pid"
+    deadline=$((sent + 3000000))
+    while :; do
+      if read -r -u "$record_fd" line; then
+        stamp=$partial$line
+        echo $((stamp - sent))
+        break
+      fi
+      partial+=$line
+      ((${EPOCHREALTIME/./} < deadline)) || die "no launch within 3 s of SIGUSR2 to $pid"
+      pause 0.0002
+    done
+  done
+}
+# Samples go to files, not through pipes: a subshell would not stop what it started on failure.
+launch_samples "$agent_pid" >"$sandbox/launch-agent"
+launch_samples "$baseline_pid" >"$sandbox/launch-baseline"
+launch_agent=$(summary <"$sandbox/launch-agent") || die "no launch samples for the agent"
+launch_baseline=$(summary <"$sandbox/launch-baseline") || die "no launch samples for the baseline"
+
+# ---------------------------------------------------------------------------------------------
+# Quit latency: SIGTERM until the process is gone (or a zombie), a fresh process per sample.
+await_gone() {
+  local pid=$1 sent=$2 gone
+  while alive "$pid"; do
+    ((${EPOCHREALTIME/./} < sent + 3000000)) || die "process $pid still there 3 s after SIGTERM"
+    pause 0.0002
+  done
+  gone=${EPOCHREALTIME/./}
+  echo $((gone - sent))
+}
+for ended in "$agent_pid" "$baseline_pid"; do
+  kill -TERM "$ended"
+  await_gone "$ended" "${EPOCHREALTIME/./}" >/dev/null
+done
+wait "$baseline_pid" || true
+
+quit_samples() {
+  local who=$1 i sent
+  for ((i = 0; i < quits; i++)); do
+    if [[ $who == agent ]]; then start_agent; else start_baseline; fi
+    await_handlers "$pid"
+    random_pause
+    sent=${EPOCHREALTIME/./}
+    kill -TERM "$pid"
+    await_gone "$pid" "$sent"
+    [[ $who == agent ]] || wait "$pid" 2>/dev/null || true
+  done
+}
+quit_samples agent >"$sandbox/quit-agent"
+quit_samples baseline >"$sandbox/quit-baseline"
+quit_agent=$(summary <"$sandbox/quit-agent") || die "no quit samples for the agent"
+quit_baseline=$(summary <"$sandbox/quit-baseline") || die "no quit samples for the baseline"
+
+latency_row() {
+  local name=$1 a b
+  read -r -a a <<<"$2"
+  read -r -a b <<<"$3"
+  echo "| $name | ${a[0]} | ${a[1]} / ${b[1]} | ${a[2]} / ${b[2]} | ${a[3]} / ${b[3]} |"
+}
+echo "## Latency, ms (agent / baseline)"
+echo
+echo "| | samples | median | 95th percentile | maximum |"
+echo "|---|---:|---:|---:|---:|"
+latency_row "launch: SIGUSR2 until /usr/bin/open started" "$launch_agent" "$launch_baseline"
+latency_row "quit: SIGTERM until the process is gone" "$quit_agent" "$quit_baseline"
+echo
+
+# ---------------------------------------------------------------------------------------------
+verdict() { awk -v v="$1" -v limit="$2" 'BEGIN { print (v <= limit) ? "met" : "MISSED" }'; }
+read -r -a la <<<"$launch_agent"
+read -r -a qa <<<"$quit_agent"
+idle_ratio=$(ratio "$agent_idle" "$baseline_idle")
+echo "## Targets"
+echo
+echo "| target | measured | |"
+echo "|---|---:|---|"
+echo "| idle CPU at most 1.10 x baseline | $idle_ratio x | $(verdict "$idle_ratio" 1.10) |"
+echo "| private dirty at most 256 kB | ${dirty[agent]} kB | $(verdict "${dirty[agent]}" 256) |"
+echo "| launch median at most 20 ms | ${la[1]} ms | $(verdict "${la[1]}" 20) |"
+echo "| launch maximum at most 130 ms | ${la[3]} ms | $(verdict "${la[3]}" 130) |"
+echo "| quit maximum at most 130 ms | ${qa[3]} ms | $(verdict "${qa[3]}" 130) |"
