@@ -1,0 +1,232 @@
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdio>
+
+#include "app/App.h"
+#include "runtime/Exceptions.h"
+#include "runtime/Platform.h"
+#include "tests/reliability/AgentRun.h"
+#include "tests/support/FakePlatform.h"
+
+namespace zeb {
+namespace {
+
+using test::AgentOutcome;
+using test::AgentRun;
+using test::FakeLibrary;
+using test::FakePlatform;
+
+// A launch request and an overdue check in the first pass, so every bound function is needed.
+void RequestAndCheckAtOnce(int pass, FakePlatform& platform) {
+  if (pass == 1) {
+    platform.now += 601;
+    std::raise(SIGUSR2);
+  }
+}
+
+class MissingFunction : public testing::TestWithParam<const char*> {};
+
+TEST_P(MissingFunction, EndsTheProgramWithAReportAndAnOrderlyShutdown) {
+  const String function = GetParam();
+  AgentRun run;
+  run.prepare = [&](FakePlatform& platform, FakeLibrary&) { platform.missing = {function}; };
+  run.atPass = RequestAndCheckAtOnce;
+  const AgentOutcome outcome = run.Run();
+
+  ASSERT_FALSE(outcome.child.timedOut);
+  EXPECT_EQ(outcome.status, 1) << outcome.child.output << outcome.child.errors;
+  EXPECT_EQ(outcome.reports,
+            "FunctionNotFoundException: function " + function + " not found in System.framework;");
+  EXPECT_EQ(outcome.passes, 1);
+  EXPECT_FALSE(outcome.quitByTest);
+  EXPECT_TRUE(outcome.cleanedUp) << "shutdown did not release the module-level objects";
+}
+
+INSTANTIATE_TEST_SUITE_P(FaultInjection, MissingFunction,
+                         testing::Values("usleep", "popen", "feof", "fread", "ferror", "pclose"),
+                         [](const testing::TestParamInfo<const char*>& param) {
+                           return std::string(param.param);
+                         });
+
+// The capture alone, in this process: it installs no handlers.
+class CaptureFault : public testing::Test {
+ protected:
+  FakePlatform platform;
+  FakeLibrary& library = FakeLibrary::InstallInto(platform);
+  ScopedPlatform scoped{platform};
+  class App app;
+  String output = "held before the call";
+
+  // The name the FunctionNotFoundException of a capture of `command` carries, or "".
+  String MissingNameIn(const String& command) {
+    try {
+      app.GetShell(output, command);
+    } catch (const FunctionNotFoundException& error) {
+      return error.Message();
+    }
+    return {};
+  }
+};
+
+TEST_F(CaptureFault, NoPopenRaisesAfterTheOutputWasEmptied) {
+  platform.missing = {"popen"};
+  EXPECT_EQ(MissingNameIn("listing"), "function popen not found in System.framework");
+  EXPECT_EQ(output, "");
+  EXPECT_TRUE(library.commands.empty());
+  EXPECT_EQ(platform.lookups, (std::map<String, int>{{"popen", 1}}));
+}
+
+TEST_F(CaptureFault, NoFreadRaisesAfterTheCommandStartedAndLeavesItOpen) {
+  platform.missing = {"fread"};
+  library.outputs["listing"] = "COMMAND\nloginwindow\n";
+  EXPECT_EQ(MissingNameIn("listing"), "function fread not found in System.framework");
+  EXPECT_EQ(library.commands, std::vector<String>{"listing"});
+  EXPECT_EQ(library.feofCalls, 1);
+  EXPECT_EQ(library.pcloseCalls, 0);
+  EXPECT_EQ(output, "");
+}
+
+// Stand-ins that record the handle they were given and never touch it.
+struct NullStream {
+  std::vector<const void*> handles;
+  int reads = 0;
+};
+NullStream nullStream;
+
+FILE* FailingPopen(const char* /*command*/, const char* /*mode*/) noexcept {
+  return nullptr;
+}
+int RecordingFeof(FILE* stream) noexcept {
+  nullStream.handles.push_back(stream);
+  return 1;
+}
+std::size_t RecordingFread(void* /*buffer*/, std::size_t /*size*/, std::size_t /*count*/,
+                           FILE* stream) noexcept {
+  nullStream.handles.push_back(stream);
+  ++nullStream.reads;
+  return 0;
+}
+int RecordingPclose(FILE* stream) noexcept {
+  nullStream.handles.push_back(stream);
+  return -1;
+}
+
+TEST_F(CaptureFault, FailedPopenHandleIsPassedOnNotCaught) {
+  nullStream = NullStream{};
+  platform.replaced["popen"] = reinterpret_cast<void*>(&FailingPopen);
+  platform.replaced["feof"] = reinterpret_cast<void*>(&RecordingFeof);
+  platform.replaced["fread"] = reinterpret_cast<void*>(&RecordingFread);
+  platform.replaced["pclose"] = reinterpret_cast<void*>(&RecordingPclose);
+  app.GetShell(output, "cannot start");
+  // feof, the read after the loop, pclose: all given the null handle.
+  EXPECT_EQ(nullStream.handles, (std::vector<const void*>{nullptr, nullptr, nullptr}));
+  EXPECT_EQ(nullStream.reads, 1);
+  EXPECT_EQ(output, String(512, '\0'));
+}
+
+struct StreamErrorCase {
+  const char* name;
+  std::size_t written;
+  int errorAfterReads;
+  String expected;
+  int reads;
+};
+
+void PrintTo(const StreamErrorCase& c, std::ostream* out) {
+  *out << c.name;
+}
+
+class StreamError : public CaptureFault, public testing::WithParamInterface<StreamErrorCase> {};
+
+TEST_P(StreamError, EndsReadingAfterThatItemAndStillCloses) {
+  const StreamErrorCase& c = GetParam();
+  library.outputs["listing"] = String(c.written, 'x');
+  library.ferrorAfterReads = c.errorAfterReads;
+  app.GetShell(output, "listing");
+  EXPECT_TRUE(output == c.expected) << output.size() << " bytes";
+  EXPECT_EQ(library.freadCalls, c.reads) << "no read after the loop";
+  EXPECT_EQ(library.pcloseCalls, 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    CaptureFault, StreamError,
+    testing::Values(StreamErrorCase{"FirstOfThreeItems", 1500, 1, String(512, 'x'), 1},
+                    StreamErrorCase{"SecondOfThreeItems", 1500, 2, String(1024, 'x'), 2},
+                    StreamErrorCase{"ShortItem", 4, 1, String(4, 'x') + String(508, '\0'), 1},
+                    StreamErrorCase{"NothingWritten", 0, 1, String(512, '\0'), 1}),
+    [](const testing::TestParamInfo<StreamErrorCase>& param) { return param.param.name; });
+
+// Runs the real popen on a command the shell cannot find, whatever command was asked for.
+FILE* PopenOfAMissingCommand(const char* command, const char* mode) noexcept {
+  FakeLibrary& library = test::TheFakeLibrary();
+  library.commands.emplace_back(command);
+  if (library.onCommand) {
+    library.onCommand(command);
+  }
+  return ::popen("/nonexistent/zeb-no-such-command 2>/dev/null", mode);
+}
+
+void CommandsAreNotFound(FakePlatform& platform, FakeLibrary& /*library*/) {
+  platform.replaced["popen"] = reinterpret_cast<void*>(&PopenOfAMissingCommand);
+  platform.replaced.erase("pclose");  // the real one, for the real stream
+}
+
+void CommandsWriteNothing(FakePlatform& /*platform*/, FakeLibrary& /*library*/) {}
+
+struct FailingCommandCase {
+  const char* name;
+  void (*prepare)(FakePlatform&, FakeLibrary&);
+};
+
+void PrintTo(const FailingCommandCase& c, std::ostream* out) {
+  *out << c.name;
+}
+
+class FailingCommand : public testing::TestWithParam<FailingCommandCase> {};
+
+TEST_P(FailingCommand, FailedListingEndsTheAgentAtTheCheck) {
+  AgentRun run;
+  run.prepare = GetParam().prepare;
+  run.atPass = [](int pass, FakePlatform& platform) {
+    if (pass == 3) {
+      platform.now += 601;
+    }
+  };
+  const AgentOutcome outcome = run.Run();
+  ASSERT_FALSE(outcome.child.timedOut);
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.reports, "");
+  EXPECT_EQ(outcome.listings, 1U);
+  EXPECT_EQ(outcome.passes, 3) << "the agent did not end at the check";
+  EXPECT_FALSE(outcome.quitByTest);
+  EXPECT_TRUE(outcome.cleanedUp);
+}
+
+TEST_P(FailingCommand, FailedLaunchIsNotRetried) {
+  for (const std::set<int>& requests : {std::set<int>{2}, std::set<int>{2, 5}}) {
+    AgentRun run;
+    run.prepare = GetParam().prepare;
+    run.atPass = [&requests](int pass, FakePlatform& /*platform*/) {
+      if (requests.contains(pass)) {
+        std::raise(SIGUSR2);
+      }
+    };
+    run.passLimit = 10;
+    const AgentOutcome outcome = run.Run();
+    ASSERT_FALSE(outcome.child.timedOut);
+    EXPECT_EQ(outcome.launches, requests.size());
+    EXPECT_EQ(outcome.commands, requests.size()) << "no check was due";
+    EXPECT_TRUE(outcome.quitByTest);
+    EXPECT_EQ(outcome.status, 0);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    FaultInjection, FailingCommand,
+    testing::Values(FailingCommandCase{"WritesNothing", CommandsWriteNothing},
+                    FailingCommandCase{"NotFoundByTheShell", CommandsAreNotFound}),
+    [](const testing::TestParamInfo<FailingCommandCase>& param) { return param.param.name; });
+
+}  // namespace
+}  // namespace zeb
