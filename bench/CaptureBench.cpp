@@ -124,6 +124,7 @@ BENCHMARK(BM_Capture)
     ->Arg(1 << 20)
     ->Arg(16 << 20)
     ->Unit(benchmark::kMillisecond)
-    ->MinTime(1.0);
+    ->MinTime(1.0)
+    ->UseRealTime();
 
 }  // namespace

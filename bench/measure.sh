@@ -61,7 +61,7 @@ fi
 # Inside the namespace. Everything we make lives on a tmpfs that vanishes with the namespace.
 sandbox=$ZEB_MEASURE_SANDBOX
 mount -t tmpfs -o mode=0755 zeb-measure "$sandbox"
-mkdir -p "$sandbox"/{upper,work,bin}
+mkdir -p "$sandbox"/{upper,work}
 record=$sandbox/open-started
 : >"$record"
 
@@ -79,11 +79,10 @@ chmod 0755 "$sandbox/upper/ps" "$sandbox/upper/open"
 mount -t overlay zeb-measure-bin \
   -o "lowerdir=/usr/bin,upperdir=$sandbox/upper,workdir=$sandbox/work" /usr/bin
 
-# Copies at paths of our own, so that our processes are told apart from anyone else's.
-cp "$agent" "$sandbox/bin/zeb-agent"
-cp "$baseline" "$sandbox/bin/baseline-agent"
-agent=$sandbox/bin/zeb-agent
-baseline=$sandbox/bin/baseline-agent
+# Written back first: a mapped page of a file not yet on disk counts as private dirty. (For the
+# same reason the programs are not copied to the tmpfs, whose pages are always dirty.)
+sync "$agent" "$baseline"
+own_namespace=$(readlink /proc/self/ns/mnt)
 
 started=()
 cleanup() {
@@ -123,14 +122,16 @@ await_handlers() {
   die "process $pid never installed its handlers"
 }
 
-# Starts the agent, which detaches, and sets pid to the detached copy's; the starter has exited
-# by then, so the one process running our copy is it.
+# Starts the agent, which detaches, and sets pid to the detached copy's: the starter has exited
+# by then, so it is the one process of this binary in this namespace.
 start_agent() {
   "$agent" || die "the agent's starter failed"
   local deadline=$((${EPOCHREALTIME/./} + 3000000)) candidate
   while ((${EPOCHREALTIME/./} < deadline)); do
     for candidate in $(pgrep -x zeb-agent || true); do
-      if [[ $(readlink "/proc/$candidate/exe" 2>/dev/null) == "$agent" ]] && alive "$candidate"; then
+      if [[ $(readlink "/proc/$candidate/exe" 2>/dev/null) == "$agent" &&
+        $(readlink "/proc/$candidate/ns/mnt" 2>/dev/null) == "$own_namespace" ]] &&
+        alive "$candidate"; then
         pid=$candidate
         started+=("$pid")
         return 0
@@ -165,13 +166,7 @@ own_cpu_ns() {
   printf '%s' "$ns"
 }
 
-# Reaped children's CPU (cutime + cstime), in clock ticks.
-children_ticks() {
-  local stat fields
-  read -r stat <"/proc/$1/stat"
-  read -r -a fields <<<"${stat##*) }"
-  printf '%s' $((fields[13] + fields[14]))
-}
+median() { sort -n | awk '{ v[NR] = $1 } END { print (NR % 2) ? v[(NR + 1) / 2] : int((v[NR / 2] + v[NR / 2 + 1]) / 2) }'; }
 
 # median, 95th percentile (nearest rank) and maximum of microsecond samples, in ms.
 summary() {
@@ -192,30 +187,32 @@ await_handlers "$agent_pid"
 await_handlers "$baseline_pid"
 pause 1
 
-declare -A cpu0 child0 cpu1 child1 rss dirty
+declare -A cpu0 cpu1 rss dirty peak
 t0=${EPOCHREALTIME/./}
 for who in agent baseline; do
   pid_var=${who}_pid
   cpu0[$who]=$(own_cpu_ns "${!pid_var}")
-  child0[$who]=$(children_ticks "${!pid_var}")
 done
-sleep "$seconds"
+# Memory once a second; a sample may catch a process check in flight (popen's child stack and
+# buffers), so the median is the resting figure and the maximum the peak.
+for ((second = 0; second < seconds; second++)); do
+  pause 1
+  for who in agent baseline; do
+    pid_var=${who}_pid
+    echo "$(memory_kb "${!pid_var}" Rss) $(memory_kb "${!pid_var}" Private_Dirty)" >>"$sandbox/memory-$who"
+  done
+done
 t1=${EPOCHREALTIME/./}
 for who in agent baseline; do
   pid_var=${who}_pid
   alive "${!pid_var}" || die "the $who ended during the idle measurement"
   cpu1[$who]=$(own_cpu_ns "${!pid_var}")
-  child1[$who]=$(children_ticks "${!pid_var}")
-  rss[$who]=$(memory_kb "${!pid_var}" Rss)
-  dirty[$who]=$(memory_kb "${!pid_var}" Private_Dirty)
+  rss[$who]=$(cut -d' ' -f1 "$sandbox/memory-$who" | median)
+  dirty[$who]=$(cut -d' ' -f2 "$sandbox/memory-$who" | median)
+  peak[$who]=$(cut -d' ' -f2 "$sandbox/memory-$who" | sort -n | tail -n 1)
 done
 wall_us=$((t1 - t0))
-[[ -z ${ZEB_MEASURE_DUMP:-} ]] || cp "/proc/$agent_pid/smaps" "/proc/$baseline_pid/smaps" "$ZEB_MEASURE_DUMP"/ 2>/dev/null || true
-hz=$(getconf CLK_TCK)
 idle_rate() { awk -v ns="$1" -v us="$wall_us" 'BEGIN { printf "%.1f", ns / 1000 / (us / 1e6) }'; }
-child_rate() {
-  awk -v t="$1" -v hz="$hz" -v us="$wall_us" 'BEGIN { printf "%.1f", t * 1e6 / hz / (us / 1e6) }'
-}
 agent_idle=$(idle_rate $((cpu1[agent] - cpu0[agent])))
 baseline_idle=$(idle_rate $((cpu1[baseline] - cpu0[baseline])))
 ratio() { awk -v a="$1" -v b="$2" 'BEGIN { if (b > 0) printf "%.2f", a / b; else print "n/a" }'; }
@@ -224,12 +221,10 @@ echo "## Idle, side by side for $(awk -v us="$wall_us" 'BEGIN { printf "%.1f", u
 echo
 echo "| | agent | baseline | agent/baseline |"
 echo "|---|---:|---:|---:|"
-echo "| own CPU, us per s (schedstat) | $agent_idle | $baseline_idle | $(ratio "$agent_idle" "$baseline_idle") |"
-a_child=$(child_rate $((child1[agent] - child0[agent])))
-b_child=$(child_rate $((child1[baseline] - child0[baseline])))
-echo "| reaped children's CPU, us per s (sh + ps; tick resolution) | $a_child | $b_child | $(ratio "$a_child" "$b_child") |"
-echo "| resident, kB (Rss) | ${rss[agent]} | ${rss[baseline]} | $(ratio "${rss[agent]}" "${rss[baseline]}") |"
-echo "| private dirty, kB | ${dirty[agent]} | ${dirty[baseline]} | $(ratio "${dirty[agent]}" "${dirty[baseline]}") |"
+echo "| own CPU, us per s of wall time (schedstat; the process itself, not its children) | $agent_idle | $baseline_idle | $(ratio "$agent_idle" "$baseline_idle") |"
+echo "| resident, kB (Rss, median) | ${rss[agent]} | ${rss[baseline]} | $(ratio "${rss[agent]}" "${rss[baseline]}") |"
+echo "| private dirty, kB (median) | ${dirty[agent]} | ${dirty[baseline]} | $(ratio "${dirty[agent]}" "${dirty[baseline]}") |"
+echo "| private dirty, kB (peak, during a check) | ${peak[agent]} | ${peak[baseline]} | $(ratio "${peak[agent]}" "${peak[baseline]}") |"
 echo
 
 # ---------------------------------------------------------------------------------------------
