@@ -1,6 +1,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
+
 #include "runtime/posix/Posix.h"
 
 namespace zeb::posix {
@@ -30,12 +33,10 @@ bool StandardStreamsToNull() {
   if (null.Get() < 0) {
     return false;
   }
-  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    if (null.Get() != stream && ::dup2(null.Get(), stream) < 0) {
-      return false;
-    }
-  }
-  return true;
+  constexpr std::array kStreams = {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO};
+  return std::ranges::all_of(kStreams, [&null](int stream) {
+    return null.Get() == stream || ::dup2(null.Get(), stream) >= 0;
+  });
 }
 
 // Descriptors inherited from the starter would keep its pipes and files open for the whole
