@@ -12,6 +12,7 @@ bool ConsoleApplication::Daemonize() { return CurrentPlatform().Detach(); }
 
 void ConsoleApplication::YieldToNextThread() { BackgroundTask(); }
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): asked of the application object
 std::unique_ptr<FolderItem> ConsoleApplication::ExecutableFile() const {
   String path = CurrentPlatform().ExecutablePath();
   if (path.empty()) {

@@ -26,12 +26,15 @@ RuntimeException::RuntimeException(String message)
     : message_(std::move(message)), frames_(CaptureFrames()) {}
 
 std::vector<String> RuntimeException::Stack() const {
+  // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): backtrace_symbols memory is given back by free
   const auto free_names = [](char** names) { std::free(static_cast<void*>(names)); };
   const std::unique_ptr<char*, decltype(free_names)> names(
       backtrace_symbols(frames_.data(), static_cast<int>(frames_.size())), free_names);
   if (!names) {
     return {};
   }
+  // The Strings are copies; nothing returned points into the block freed on the way out.
+  // cppcheck-suppress returnDanglingLifetime
   return {names.get(), names.get() + frames_.size()};
 }
 

@@ -31,12 +31,14 @@ class RuntimeException : public std::exception {
   std::vector<void*> frames_;
 };
 
+// NOLINTBEGIN(bugprone-macro-parentheses): a class name cannot stand in parentheses
 #define ZEB_RUNTIME_EXCEPTION(Name)                                      \
   class Name : public RuntimeException {                                 \
    public:                                                               \
     using RuntimeException::RuntimeException;                            \
     const char* ClassName() const noexcept override { return #Name; }    \
   }
+// NOLINTEND(bugprone-macro-parentheses)
 
 ZEB_RUNTIME_EXCEPTION(EndException);
 ZEB_RUNTIME_EXCEPTION(FunctionNotFoundException);

@@ -26,6 +26,7 @@ MemoryBlock::MemoryBlock(std::int32_t size) {
   if (size < 0) {
     throw OutOfBoundsException("negative block size");
   }
+  // NOLINTNEXTLINE(cppcoreguidelines-avoid-c-arrays,modernize-avoid-c-arrays): run-time size
   storage_ = std::make_unique<std::byte[]>(static_cast<std::size_t>(size));
   address_ = storage_.get();
   size_ = size;

@@ -32,6 +32,7 @@ class MemoryBlock {
   MemoryBlock() = default;
   std::byte* At(std::int32_t offset, std::size_t width) const;
 
+  // NOLINTNEXTLINE(cppcoreguidelines-avoid-c-arrays,modernize-avoid-c-arrays): run-time size
   std::unique_ptr<std::byte[]> storage_;
   std::byte* address_ = nullptr;
   std::int32_t size_ = 0;

@@ -18,11 +18,13 @@ bool FourCharCode(std::string_view selector, std::uint32_t& code) noexcept {
   }
   code = 0;
   for (const char byte : selector) {
+    // cppcheck-suppress useStlAlgorithm ; four bytes read plainer as a loop than as accumulate
     code = code << 8 | static_cast<unsigned char>(byte);
   }
   return true;
 }
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): asked of the system object
 bool SystemClass::Gestalt(const String& selector, std::int32_t& result) {
   std::uint32_t code = 0;
   if (!FourCharCode(selector, code) || code != kSystemVersionSelector) {

@@ -31,7 +31,8 @@ String Chr(std::int32_t code) {
     return {};
   }
   if (code <= kLastAsciiCode) {
-    return String(1, Byte(code));
+    // Not braces: they would pick the initializer-list constructor and give two characters.
+    return String(1, Byte(code));  // NOLINT(modernize-return-braced-init-list)
   }
   return Utf8(code);
 }
