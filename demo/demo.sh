@@ -4,6 +4,8 @@
 # among them a real one named loginwindow that keeps the session alive; a stand-in /usr/bin/open
 # records the messenger's start.
 set -euo pipefail
+# shellcheck source=tools/polling.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../tools/polling.sh"
 
 readonly agent=$1 session=$2 folder=$3
 
@@ -21,31 +23,16 @@ if [[ ${ZEB_DEMO_INSIDE:-} != 1 ]]; then
   exit 1
 fi
 
-micros() {
-  local time=${1:-$EPOCHREALTIME}
-  time=${time/[.,]/}
-  echo $((10#$time))
-}
 started=
 elapsed() {
-  local since=$(($(micros "${1:-}") - started))
+  local since=$(($(micros "${1:-$EPOCHREALTIME}") - started))
   printf '%d.%d' $((since / 1000000)) $((since % 1000000 / 100000))
 }
 say() { printf '%6s s  %s\n' "$(elapsed "${2:-}")" "$1"; }
 # at SECONDS: paces the timeline; the steps are shown at fixed times after the start.
 at() {
-  local left=$(($1 * 1000000 - ($(micros) - started)))
+  local left=$(($1 * 1000000 - ($(micros "$EPOCHREALTIME") - started)))
   ((left <= 0)) || sleep "$(printf '%d.%06d' $((left / 1000000)) $((left % 1000000)))"
-}
-
-# poll SECONDS COMMAND...: runs COMMAND until it succeeds or the deadline passes.
-poll() {
-  local deadline=$(($(micros) + $1 * 1000000))
-  shift
-  until "$@"; do
-    (($(micros) < deadline)) || return 1
-    sleep 0.02
-  done
 }
 
 rm -rf "$folder"
@@ -58,7 +45,7 @@ ln -s "$(command -v sleep)" "$folder/loginwindow"
 readonly loginwindow=$!
 
 echo "zeb-agent in a simulated session (private namespaces; the real /bin/ps, a stand-in /usr/bin/open)"
-started=$(micros)
+started=$(micros "$EPOCHREALTIME")
 "$session" --open "$folder/open" --deadline 30 --out "$folder/out" -- "$agent" &
 readonly session_pid=$!
 if ! poll 5 test -f "$folder/out/agent-status" -o -f "$folder/out/agent-pid"; then

@@ -4,6 +4,8 @@
 # The stand-in open and ps log each call to FOLDER (arguments one per line, then "--"); ps prints
 # the listing the scenario writes to FOLDER/listing. Exit 77: no sandbox on this machine.
 set -euo pipefail
+# shellcheck source=tools/polling.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../../tools/polling.sh"
 
 readonly name=$1 agent=$2 session=$3 folder=$4
 readonly out=$folder/out
@@ -15,23 +17,6 @@ agent_pid=
 fail() {
   echo "FAIL ($name): $*" >&2
   exit 1
-}
-
-# Wall clock in microseconds, from the shell's clock or a file the session tool wrote.
-micros() {
-  local time=${1:-$EPOCHREALTIME}
-  time=${time/[.,]/}
-  echo $((10#$time))
-}
-
-# poll SECONDS COMMAND...: runs COMMAND until it succeeds (status 0) or the deadline passes (1).
-poll() {
-  local deadline=$(($(micros) + $1 * 1000000))
-  shift
-  until "$@"; do
-    (($(micros) < deadline)) || return 1
-    sleep 0.02
-  done
 }
 
 # wait_for WHAT SECONDS COMMAND...: as poll, and a passed deadline fails the scenario.
@@ -116,7 +101,7 @@ expect_status() {
 # A quit signal ends the agent at the end of its current pass, well within a second.
 end_with() {
   local sent
-  sent=$(micros)
+  sent=$(micros "$EPOCHREALTIME")
   kill -s "$1" "$agent_pid"
   wait_for "end after SIG$1" 3 ended
   expect_status
