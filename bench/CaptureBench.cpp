@@ -42,7 +42,8 @@ class OutputFiles {
       std::string line(63, 'x');
       line += '\n';
       for (std::int64_t written = 0; written < size; written += 64) {
-        out.write(line.data(), static_cast<std::streamsize>(std::min<std::int64_t>(64, size - written)));
+        out.write(line.data(),
+                  static_cast<std::streamsize>(std::min<std::int64_t>(64, size - written)));
       }
     }
     return "cat " + path.string();
@@ -73,7 +74,9 @@ std::string PlainCapture(const std::string& command) {
   return output;
 }
 
-double Seconds(Clock::duration elapsed) { return std::chrono::duration<double>(elapsed).count(); }
+double Seconds(Clock::duration elapsed) {
+  return std::chrono::duration<double>(elapsed).count();
+}
 
 void BM_Capture(benchmark::State& state) {
   const std::int64_t size = state.range(0);

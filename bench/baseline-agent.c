@@ -48,8 +48,8 @@ static double Seconds(void) {
 }
 
 /* Reads the command's output in 512-byte items; returns the bytes kept in `output`. */
-static size_t Capture(const char *command, char *output, size_t room) {
-  FILE *stream = popen(command, "r");
+static size_t Capture(const char* command, char* output, size_t room) {
+  FILE* stream = popen(command, "r");
   size_t kept = 0;
   char item[512];
   if (stream == NULL) {
@@ -68,9 +68,9 @@ static size_t Capture(const char *command, char *output, size_t room) {
   return kept;
 }
 
-static int SessionGoes(const char *self) {
+static int SessionGoes(const char* self) {
   static char listing[64 * 1024];
-  const char *at = listing;
+  const char* at = listing;
   int copies = 0;
   Capture("/bin/ps -cx -o 'command'", listing, sizeof listing);
   while ((at = strstr(at, self)) != NULL) {
@@ -80,8 +80,8 @@ static int SessionGoes(const char *self) {
   return copies < 2 && strstr(listing, "\nloginwindow\n") != NULL;
 }
 
-int main(int argc, char **argv) {
-  const char *self = argc > 0 && strrchr(argv[0], '/') ? strrchr(argv[0], '/') + 1 : argv[0];
+int main(int argc, char** argv) {
+  const char* self = argc > 0 && strrchr(argv[0], '/') ? strrchr(argv[0], '/') + 1 : argv[0];
   static char discarded[4096];
   double lastCheck = Seconds();
   Catch(SIGUSR2);
@@ -93,9 +93,10 @@ int main(int argc, char **argv) {
     usleep(100000);
     if (launchRequested) {
       launchRequested = 0;
-      Capture("/usr/bin/open /Library/Application\\ Support/Brightloom\\ Utilities\\ "
-              "Support/ZEB_Helper/ZEB_Messenger.app",
-              discarded, sizeof discarded);
+      Capture(
+          "/usr/bin/open /Library/Application\\ Support/Brightloom\\ Utilities\\ "
+          "Support/ZEB_Helper/ZEB_Messenger.app",
+          discarded, sizeof discarded);
       Wait10Milliseconds();
     }
     if (Seconds() - lastCheck > 10.0) {
