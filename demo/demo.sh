@@ -39,14 +39,23 @@ rm -rf "$folder"
 mkdir -p "$folder"
 printf -v open_log '%q' "$folder/open.log"
 printf '#!/bin/bash\nprintf "%%s\\n" "$*" >>%s\n' "$open_log" >"$folder/open"
+stand_ins=(--open "$folder/open")
+ps_kind="the real /bin/ps"
+# Without procps, a ps that lists the names of what runs here: in this PID namespace that is all
+# of the session's processes, as the real one would list them.
+if [[ ! -x /bin/ps ]]; then
+  printf '#!/bin/bash\necho COMMAND\ncat /proc/[0-9]*/comm\n' >"$folder/ps"
+  stand_ins+=(--ps "$folder/ps")
+  ps_kind="no procps here, so a stand-in /bin/ps lists /proc"
+fi
 # The kernel names a process after the file it was started from, so this sleep is "loginwindow".
 ln -s "$(command -v sleep)" "$folder/loginwindow"
 "$folder/loginwindow" infinity &
 readonly loginwindow=$!
 
-echo "zeb-agent in a simulated session (private namespaces; the real /bin/ps, a stand-in /usr/bin/open)"
+echo "zeb-agent in a simulated session (private namespaces; $ps_kind; a stand-in /usr/bin/open)"
 started=$(micros "$EPOCHREALTIME")
-"$session" --open "$folder/open" --deadline 30 --out "$folder/out" -- "$agent" &
+"$session" "${stand_ins[@]}" --deadline 30 --out "$folder/out" -- "$agent" &
 readonly session_pid=$!
 if ! poll 5 test -f "$folder/out/agent-status" -o -f "$folder/out/agent-pid"; then
   echo "demo: the agent did not start" >&2
@@ -61,8 +70,9 @@ fi
 agent_pid=$(<"$folder/out/agent-pid")
 readonly agent_pid
 say "agent started, pid $agent_pid; its starter ended at once: $(<"$folder/out/starter-status")"
-listing=$(ps -cx -o command=)
-say "ps -cx -o command in the session: ${listing//$'\n'/, }"
+listing=$(nsenter --target "$agent_pid" --mount /bin/ps -cx -o command)
+listing=${listing#*$'\n'}
+say "/bin/ps -cx -o command in the session: ${listing//$'\n'/, }"
 
 at 1
 say "kill -USR2 $agent_pid  (launch request)"
