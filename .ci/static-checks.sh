@@ -22,7 +22,9 @@ else
     xargs -0 -n 1 -P "$jobs" clang-tidy -p "$build" --quiet >"$build/clang-tidy.log" 2>&1 || status=1
 fi
 if ((status)); then
-  grep -E '(warning|error): ' "$build/clang-tidy.log" | sort -u >&2 || cat "$build/clang-tidy.log" >&2
+  # run-clang-tidy colours its output even into a file.
+  sed 's/\x1b\[[0-9;]*m//g' "$build/clang-tidy.log" | grep -E '(warning|error): ' | sort -u >&2 ||
+    cat "$build/clang-tidy.log" >&2
   echo "clang-tidy: findings (full log: $build/clang-tidy.log)" >&2
 else
   echo "clang-tidy: clean"
