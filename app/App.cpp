@@ -4,6 +4,8 @@
 
 namespace zeb {
 
-class App* App() noexcept { return dynamic_cast<class App*>(getAppObject()); }
+class App* App() noexcept {
+  return dynamic_cast<class App*>(getAppObject());
+}
 
 }  // namespace zeb

@@ -74,9 +74,7 @@ std::string PlainCapture(const std::string& command) {
   return output;
 }
 
-double Seconds(Clock::duration elapsed) {
-  return std::chrono::duration<double>(elapsed).count();
-}
+double Seconds(Clock::duration elapsed) { return std::chrono::duration<double>(elapsed).count(); }
 
 void BM_Capture(benchmark::State& state) {
   const std::int64_t size = state.range(0);

@@ -32,11 +32,11 @@ class RuntimeException : public std::exception {
 };
 
 // NOLINTBEGIN(bugprone-macro-parentheses): a class name cannot stand in parentheses
-#define ZEB_RUNTIME_EXCEPTION(Name)                                      \
-  class Name : public RuntimeException {                                 \
-   public:                                                               \
-    using RuntimeException::RuntimeException;                            \
-    const char* ClassName() const noexcept override { return #Name; }    \
+#define ZEB_RUNTIME_EXCEPTION(Name)                                   \
+  class Name : public RuntimeException {                              \
+   public:                                                            \
+    using RuntimeException::RuntimeException;                         \
+    const char* ClassName() const noexcept override { return #Name; } \
   }
 // NOLINTEND(bugprone-macro-parentheses)
 

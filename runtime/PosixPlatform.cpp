@@ -8,8 +8,7 @@
 
 namespace zeb {
 
-void* PosixPlatform::LoadFunctionPointerFromLibrary(const String& function,
-                                                    const String& library) {
+void* PosixPlatform::LoadFunctionPointerFromLibrary(const String& function, const String& library) {
   return posix::LoadFunction(function, library);
 }
 

@@ -44,9 +44,7 @@ void RuntimeRegisterConsoleAppObject(std::shared_ptr<ConsoleApplication> app, bo
 
 ConsoleApplication* getAppObject() noexcept { return registeredApp.load(); }
 
-void RuntimeRun() {
-  state.exitStatus = NilChecked(getAppObject())->Event_Run(state.arguments);
-}
+void RuntimeRun() { state.exitStatus = NilChecked(getAppObject())->Event_Run(state.arguments); }
 
 void RuntimeUnhandledException(const RuntimeException& error) {
   state.exitStatus = kUnhandledExceptionStatus;

@@ -46,7 +46,8 @@ std::int32_t CountFields(std::string_view source, std::string_view delimiter) {
        at = source.find(delimiter, at + delimiter.size())) {
     ++fields;
   }
-  return static_cast<std::int32_t>(std::min<std::int64_t>(fields, std::numeric_limits<std::int32_t>::max()));
+  return static_cast<std::int32_t>(
+      std::min<std::int64_t>(fields, std::numeric_limits<std::int32_t>::max()));
 }
 
 String NthField(std::string_view source, std::string_view delimiter, std::int32_t index) {

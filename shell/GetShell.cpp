@@ -51,7 +51,8 @@ void ReadUntilEnd(String& output, const MemoryBlock& holder) {
 void App::GetShell(String& output, String command) {
   output = String();
   MemoryBlock holder(sizeof(FILE*));
-  holder.Ptr(0, reinterpret_cast<std::intptr_t>(Bind<decltype(::popen)>("popen")(command.c_str(), "r")));
+  holder.Ptr(
+      0, reinterpret_cast<std::intptr_t>(Bind<decltype(::popen)>("popen")(command.c_str(), "r")));
   // This test lets every handle through, the 0 of a failed popen included: a command that cannot
   // be started is deliberately not caught here.
   // cppcheck-suppress incorrectLogicOperator

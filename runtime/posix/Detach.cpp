@@ -49,7 +49,8 @@ void CloseInheritedDescriptors() {
 #endif
   const long limit = ::sysconf(_SC_OPEN_MAX);
   constexpr long kMostDescriptors = 1 << 16;
-  const int last = static_cast<int>(limit > 0 && limit < kMostDescriptors ? limit : kMostDescriptors);
+  const int last =
+      static_cast<int>(limit > 0 && limit < kMostDescriptors ? limit : kMostDescriptors);
   for (int descriptor = STDERR_FILENO + 1; descriptor < last; ++descriptor) {
     ::close(descriptor);
   }

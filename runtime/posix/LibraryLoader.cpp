@@ -9,7 +9,8 @@ namespace {
 // A library reference that is given back however the scope is left.
 class LibraryHandle {
  public:
-  explicit LibraryHandle(const char* path) noexcept : handle_(::dlopen(path, RTLD_LAZY | RTLD_LOCAL)) {}
+  explicit LibraryHandle(const char* path) noexcept
+      : handle_(::dlopen(path, RTLD_LAZY | RTLD_LOCAL)) {}
   LibraryHandle(const LibraryHandle&) = delete;
   LibraryHandle& operator=(const LibraryHandle&) = delete;
   LibraryHandle(LibraryHandle&&) = delete;

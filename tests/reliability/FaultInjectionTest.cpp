@@ -94,9 +94,7 @@ struct NullStream {
 };
 NullStream nullStream;
 
-FILE* FailingPopen(const char* /*command*/, const char* /*mode*/) noexcept {
-  return nullptr;
-}
+FILE* FailingPopen(const char* /*command*/, const char* /*mode*/) noexcept { return nullptr; }
 int RecordingFeof(FILE* stream) noexcept {
   nullStream.handles.push_back(stream);
   return 1;
@@ -133,9 +131,7 @@ struct StreamErrorCase {
   int reads;
 };
 
-void PrintTo(const StreamErrorCase& c, std::ostream* out) {
-  *out << c.name;
-}
+void PrintTo(const StreamErrorCase& c, std::ostream* out) { *out << c.name; }
 
 class StreamError : public CaptureFault, public testing::WithParamInterface<StreamErrorCase> {};
 
@@ -179,9 +175,7 @@ struct FailingCommandCase {
   void (*prepare)(FakePlatform&, FakeLibrary&);
 };
 
-void PrintTo(const FailingCommandCase& c, std::ostream* out) {
-  *out << c.name;
-}
+void PrintTo(const FailingCommandCase& c, std::ostream* out) { *out << c.name; }
 
 class FailingCommand : public testing::TestWithParam<FailingCommandCase> {};
 

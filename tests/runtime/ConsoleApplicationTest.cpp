@@ -66,8 +66,7 @@ TEST(ConsoleApplication, DaemonizeDetachesAndTheStarterExitsAtOnce) {
     description = text.str();
   }
   unlink(path.c_str());
-  EXPECT_EQ(description,
-            "detached=1\nsession-leader=1\nterminal=0\nstreams-null=1\nfolder=/\n");
+  EXPECT_EQ(description, "detached=1\nsession-leader=1\nterminal=0\nstreams-null=1\nfolder=/\n");
 }
 
 void Ignore(int /*sig*/) {}

@@ -45,10 +45,10 @@ struct VersionCase {
 };
 
 TEST(SystemVersion, ProductVersionsBecomeBinaryCodedDecimal) {
-  for (const VersionCase& c : {VersionCase{"10.5", 0x1050}, VersionCase{"10.4.9", 0x1049},
-                               VersionCase{"10.3.9", 0x1039}, VersionCase{"10.4.11", 0x1049},
-                               VersionCase{"10.13.4", 0x1094}, VersionCase{"11.2.3", 0x1123},
-                               VersionCase{"14", 0x1400}, VersionCase{"9.2.2", 0x0922}}) {
+  for (const VersionCase& c :
+       {VersionCase{"10.5", 0x1050}, VersionCase{"10.4.9", 0x1049}, VersionCase{"10.3.9", 0x1039},
+        VersionCase{"10.4.11", 0x1049}, VersionCase{"10.13.4", 0x1094},
+        VersionCase{"11.2.3", 0x1123}, VersionCase{"14", 0x1400}, VersionCase{"9.2.2", 0x0922}}) {
     std::int32_t version = 0;
     EXPECT_TRUE(ParseProductVersion(c.text, version)) << c.text;
     EXPECT_EQ(version, c.encoded) << c.text;

@@ -40,23 +40,23 @@ TEST_P(Capture, RealCommandGivesTheItemShape) {
 
 INSTANTIATE_TEST_SUITE_P(
     GetShell, Capture,
-    testing::Values(
-        CaptureCase{"NothingWritten", "true", Zeros(1024)},
-        CaptureCase{"ShortLine", "printf 'abc\\n'", "abc\n" + Zeros(1020)},
-        CaptureCase{"ExactlyOneItem", "head -c 512 /dev/zero | tr '\\0' x",
-                    Repeat('x', 512) + Zeros(1024)},
-        CaptureCase{"ItemAndABit", "head -c 600 /dev/zero | tr '\\0' x",
-                    Repeat('x', 600) + Zeros(424) + Zeros(512)},
-        CaptureCase{"EmptyLineCutsTheItem", "printf 'A\\n\\nB\\n'", "A" + Zeros(512)},
-        CaptureCase{"ItemStartingWithEmptyLineGivesNothing", "printf '\\n\\nabc'", Zeros(512)},
-        CaptureCase{"LineFeedsAcrossItemsAreNoPair",
-                    "head -c 511 /dev/zero | tr '\\0' x; printf '\\n\\n';"
-                    " head -c 511 /dev/zero | tr '\\0' y",
-                    Repeat('x', 511) + "\n\n" + Repeat('y', 511) + Zeros(1024)},
-        CaptureCase{"CommandTheShellCannotFind", "/nonexistent/zeb-no-such-command 2>/dev/null",
-                    Zeros(1024)},
-        CaptureCase{"ZeroBytesInTheOutput", "printf 'a\\000\\000b'",
-                    String("a\0\0b", 4) + Zeros(508) + Zeros(512)}),
+    testing::Values(CaptureCase{"NothingWritten", "true", Zeros(1024)},
+                    CaptureCase{"ShortLine", "printf 'abc\\n'", "abc\n" + Zeros(1020)},
+                    CaptureCase{"ExactlyOneItem", "head -c 512 /dev/zero | tr '\\0' x",
+                                Repeat('x', 512) + Zeros(1024)},
+                    CaptureCase{"ItemAndABit", "head -c 600 /dev/zero | tr '\\0' x",
+                                Repeat('x', 600) + Zeros(424) + Zeros(512)},
+                    CaptureCase{"EmptyLineCutsTheItem", "printf 'A\\n\\nB\\n'", "A" + Zeros(512)},
+                    CaptureCase{"ItemStartingWithEmptyLineGivesNothing", "printf '\\n\\nabc'",
+                                Zeros(512)},
+                    CaptureCase{"LineFeedsAcrossItemsAreNoPair",
+                                "head -c 511 /dev/zero | tr '\\0' x; printf '\\n\\n';"
+                                " head -c 511 /dev/zero | tr '\\0' y",
+                                Repeat('x', 511) + "\n\n" + Repeat('y', 511) + Zeros(1024)},
+                    CaptureCase{"CommandTheShellCannotFind",
+                                "/nonexistent/zeb-no-such-command 2>/dev/null", Zeros(1024)},
+                    CaptureCase{"ZeroBytesInTheOutput", "printf 'a\\000\\000b'",
+                                String("a\0\0b", 4) + Zeros(508) + Zeros(512)}),
     [](const testing::TestParamInfo<CaptureCase>& param) { return param.param.name; });
 
 // 10 MB of every byte value, zero bytes included, laid out so that no item holds an empty line.
@@ -96,11 +96,9 @@ TEST(GetShell, BindsEachStreamFunctionOncePerUse) {
     const ScopedPlatform scoped(platform);
     CaptureOf("listing");
     const int n = c.passes;
-    EXPECT_EQ(platform.lookups, (std::map<String, int>{{"popen", 1},
-                                                        {"feof", n + 1},
-                                                        {"fread", n + 1},
-                                                        {"ferror", n},
-                                                        {"pclose", 1}}))
+    EXPECT_EQ(platform.lookups,
+              (std::map<String, int>{
+                  {"popen", 1}, {"feof", n + 1}, {"fread", n + 1}, {"ferror", n}, {"pclose", 1}}))
         << c.bytes << " bytes";
     EXPECT_EQ(library.pcloseCalls, 1);
   }

@@ -35,49 +35,56 @@ class Recorder : public SIGConsoleApplication {
 bool Catchable(int sig) { return sig != SIGKILL && sig != SIGSTOP; }
 
 TEST(SignalModule, EveryCatchableNumberReachesTheObjectEachTime) {
-  const auto child = RunInChild([] {
-    auto recorder = std::make_shared<Recorder>();
-    signal::SetApplication(recorder);
-    signal::CatchAllSignals();
-    std::ostringstream wrong;
-    for (int sig = 1; sig <= 31; ++sig) {
-      if (Catchable(sig)) {
-        raise(sig);
-        raise(sig);
-        if (recorder->received[static_cast<std::size_t>(sig)] != 2) {
-          wrong << sig << ":" << recorder->received[static_cast<std::size_t>(sig)] << " ";
+  const auto child = RunInChild(
+      [] {
+        auto recorder = std::make_shared<Recorder>();
+        signal::SetApplication(recorder);
+        signal::CatchAllSignals();
+        std::ostringstream wrong;
+        for (int sig = 1; sig <= 31; ++sig) {
+          if (Catchable(sig)) {
+            raise(sig);
+            raise(sig);
+            if (recorder->received[static_cast<std::size_t>(sig)] != 2) {
+              wrong << sig << ":" << recorder->received[static_cast<std::size_t>(sig)] << " ";
+            }
+          }
         }
-      }
-    }
-    return "survived " + wrong.str();
-  }, kDeadline);
+        return "survived " + wrong.str();
+      },
+      kDeadline);
   EXPECT_EQ(child.output, "survived ");
   EXPECT_TRUE(child.exited);
 }
 
 TEST(SignalModule, DefaultActionsThatEndOrStopAreDisarmed) {
-  const auto child = RunInChild([] {
-    RuntimeInit(0, nullptr);
-    RuntimeRegisterConsoleAppObject(std::make_shared<class App>(), false);
-    auto signals = std::make_shared<MyApplication>();
-    signal::SetApplication(signals);
-    signal::CatchAllSignals();
-    for (const int sig : {SIGHUP, SIGPIPE, SIGALRM, SIGTSTP, SIGTTIN, SIGTTOU, SIGUSR1, SIGCHLD}) {
-      raise(sig);
-    }
-    return std::string(signals->Idle() ? "idle" : "running") +
-           (zeb::App()->DoLaunch ? " launch" : "");
-  }, kDeadline);
+  const auto child = RunInChild(
+      [] {
+        RuntimeInit(0, nullptr);
+        RuntimeRegisterConsoleAppObject(std::make_shared<class App>(), false);
+        auto signals = std::make_shared<MyApplication>();
+        signal::SetApplication(signals);
+        signal::CatchAllSignals();
+        for (const int sig :
+             {SIGHUP, SIGPIPE, SIGALRM, SIGTSTP, SIGTTIN, SIGTTOU, SIGUSR1, SIGCHLD}) {
+          raise(sig);
+        }
+        return std::string(signals->Idle() ? "idle" : "running") +
+               (zeb::App()->DoLaunch ? " launch" : "");
+      },
+      kDeadline);
   EXPECT_EQ(child.output, "running");
 }
 
 TEST(SignalModule, SigkillStillKills) {
-  const auto child = RunInChild([] {
-    signal::SetApplication(std::make_shared<Recorder>());
-    signal::CatchAllSignals();
-    raise(SIGKILL);
-    return std::string("alive");
-  }, kDeadline);
+  const auto child = RunInChild(
+      [] {
+        signal::SetApplication(std::make_shared<Recorder>());
+        signal::CatchAllSignals();
+        raise(SIGKILL);
+        return std::string("alive");
+      },
+      kDeadline);
   EXPECT_FALSE(child.exited);
   EXPECT_EQ(child.status, SIGKILL);
 }
@@ -99,15 +106,17 @@ TEST(SignalModule, SigstopStillStops) {
 }
 
 TEST(SignalModule, SecondRegistrationTakesOver) {
-  const auto child = RunInChild([] {
-    auto first = std::make_shared<Recorder>();
-    auto second = std::make_shared<Recorder>();
-    signal::SetApplication(first);
-    signal::SetApplication(second);
-    signal::CatchAllSignals();
-    raise(SIGHUP);
-    return std::to_string(first->received[SIGHUP]) + std::to_string(second->received[SIGHUP]);
-  }, kDeadline);
+  const auto child = RunInChild(
+      [] {
+        auto first = std::make_shared<Recorder>();
+        auto second = std::make_shared<Recorder>();
+        signal::SetApplication(first);
+        signal::SetApplication(second);
+        signal::CatchAllSignals();
+        raise(SIGHUP);
+        return std::to_string(first->received[SIGHUP]) + std::to_string(second->received[SIGHUP]);
+      },
+      kDeadline);
   EXPECT_EQ(child.output, "01");
 }
 
@@ -134,12 +143,14 @@ TEST(SignalModule, SignalWithoutItsObjectEndsWithTheUnhandledStatus) {
                   },
                   SIGUSR2},
        }) {
-    const auto child = RunInChild([&c] {
-      c.prepare();
-      signal::CatchAllSignals();
-      raise(c.sig);
-      return std::string("returned");
-    }, kDeadline);
+    const auto child = RunInChild(
+        [&c] {
+          c.prepare();
+          signal::CatchAllSignals();
+          raise(c.sig);
+          return std::string("returned");
+        },
+        kDeadline);
     EXPECT_TRUE(child.exited) << c.name;
     EXPECT_EQ(child.status, kUnhandledExceptionStatus) << c.name;
     EXPECT_EQ(child.output, "") << c.name;

@@ -47,7 +47,7 @@ struct FakeLibrary {
   std::vector<String> commands;      // every popen, in order
   std::function<void(const String&)> onCommand;
   std::function<void()> onPause;
-  Tick* clock = nullptr;             // advanced by each pause, when set
+  Tick* clock = nullptr;  // advanced by each pause, when set
   Tick ticksPerPause = 6;
   int pauses = 0;
   int feofCalls = 0;

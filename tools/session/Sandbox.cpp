@@ -16,9 +16,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string Reason(const std::string& what) {
-  return what + ": " + std::strerror(errno);
-}
+std::string Reason(const std::string& what) { return what + ": " + std::strerror(errno); }
 
 void WriteProcFile(const std::string& path, const std::string& text) {
   std::ofstream file(path);
