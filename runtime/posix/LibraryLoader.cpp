@@ -39,18 +39,16 @@ bool HasZeroByte(const String& text) { return text.find('\0') != String::npos; }
 
 }  // namespace
 
+// Only "System.framework", the system's C library, is known: an address from any other
+// library would be left dangling once that library is given back, or keep it loaded for good.
 void* LoadFunction(const String& function, const String& library) {
-  if (HasZeroByte(function) || HasZeroByte(library)) {
+  if (library != "System.framework" || HasZeroByte(function)) {
     return nullptr;
   }
-  if (library == "System.framework") {
-    // "System.framework" is the system's C library. It stays loaded for the whole run, so one
-    // reference held from the first binding on costs nothing and keeps each binding a lookup.
-    static const LibraryHandle cLibrary(kCLibrary);
-    return cLibrary.Symbol(function.c_str());
-  }
-  const LibraryHandle other(library.c_str());
-  return other.Symbol(function.c_str());
+  // The C library stays loaded for the whole run, so one reference held from the first binding
+  // on costs nothing and keeps each binding a plain lookup.
+  static const LibraryHandle cLibrary(kCLibrary);
+  return cLibrary.Symbol(function.c_str());
 }
 
 }  // namespace zeb::posix

@@ -112,7 +112,8 @@ TEST(Hygiene, CapturesAndBindingsKeepNoDescriptorChildOrLibrary) {
   EXPECT_EQ(census.libcReachable, 1);
 }
 
-// A library that nothing else here loads: any reference the loader kept would keep it mapped.
+// A library that nothing else here loads: the loader must neither hand out its functions (the
+// address would dangle) nor keep it mapped.
 struct ProbeLibrary {
   const char* library;
   const char* function;
@@ -120,7 +121,7 @@ struct ProbeLibrary {
 constexpr std::array kProbes = {ProbeLibrary{"libz.so.1", "zlibVersion"},
                                 ProbeLibrary{"libbz2.so.1.0", "BZ2_bzlibVersion"}};
 
-TEST(Hygiene, OtherLibrariesAreGivenBackAfterEachBinding) {
+TEST(Hygiene, OtherLibrariesAreNeitherBoundNorLoaded) {
   const test::ChildResult result = test::RunInChild([]() -> std::string {
     for (const ProbeLibrary& probe : kProbes) {
       if (IsLoaded(probe.library)) {
@@ -142,7 +143,7 @@ TEST(Hygiene, OtherLibrariesAreGivenBackAfterEachBinding) {
   if (result.output == "skip") {
     GTEST_SKIP() << "no probe library is installed and unloaded here";
   }
-  EXPECT_NE(result.output.find(" found 1000 still loaded 0 objects 0"), std::string::npos)
+  EXPECT_NE(result.output.find(" found 0 still loaded 0 objects 0"), std::string::npos)
       << result.output;
 }
 
