@@ -3,10 +3,7 @@
 #include <csignal>
 
 #include "app/App.h"
-#include "app/FileTypes.h"
-#include "runtime/FileTypeRegistry.h"
-#include "signals/SignalModule.h"
-#include "tests/app/LoopScenario.h"
+#include "tests/support/LoopScenario.h"
 
 namespace zeb {
 namespace {
@@ -126,11 +123,7 @@ TEST(WatchLoop, DuplicateTestComesBeforeTheSessionTest) {
   scenario.library.outputs[kListingCommand] = "COMMAND\n";
   scenario.platform.executablePath = "";
   scenario.atPass = [&scenario](int) { scenario.platform.now = kFirstCheck; };
-  scenario.afterRun = [] {
-    return "finalized=" + std::to_string(signal::myApp.Get() == nullptr &&
-                                         FileTypes::pText == nullptr &&
-                                         RuntimeFileTypes().entries.empty());
-  };
+  scenario.afterRun = test::FinalizedState;
   EXPECT_EQ(scenario.Run(), "listing@1 end@1 status=1 [NilObjectException: ] finalized=1");
 }
 

@@ -2,45 +2,39 @@
 
 #include <csignal>
 #include <cstdio>
+#include <set>
 
 #include "app/App.h"
 #include "runtime/Exceptions.h"
 #include "runtime/Platform.h"
-#include "tests/reliability/AgentRun.h"
+#include "tests/support/LoopScenario.h"
 #include "tests/support/FakePlatform.h"
 
 namespace zeb {
 namespace {
 
-using test::AgentOutcome;
-using test::AgentRun;
 using test::FakeLibrary;
 using test::FakePlatform;
-
-// A launch request and an overdue check in the first pass, so every bound function is needed.
-void RequestAndCheckAtOnce(int pass, FakePlatform& platform) {
-  if (pass == 1) {
-    platform.now += 601;
-    std::raise(SIGUSR2);
-  }
-}
+using test::LoopScenario;
 
 class MissingFunction : public testing::TestWithParam<const char*> {};
 
 TEST_P(MissingFunction, EndsTheProgramWithAReportAndAnOrderlyShutdown) {
   const String function = GetParam();
-  AgentRun run;
-  run.prepare = [&](FakePlatform& platform, FakeLibrary&) { platform.missing = {function}; };
-  run.atPass = RequestAndCheckAtOnce;
-  const AgentOutcome outcome = run.Run();
-
-  ASSERT_FALSE(outcome.child.timedOut);
-  EXPECT_EQ(outcome.status, 1) << outcome.child.output << outcome.child.errors;
-  EXPECT_EQ(outcome.reports,
-            "FunctionNotFoundException: function " + function + " not found in System.framework;");
-  EXPECT_EQ(outcome.passes, 1);
-  EXPECT_FALSE(outcome.quitByTest);
-  EXPECT_TRUE(outcome.cleanedUp) << "shutdown did not release the module-level objects";
+  LoopScenario scenario;
+  scenario.platform.missing = {function};
+  // A launch request and an overdue check in the first pass, so every bound function is needed.
+  scenario.atPass = [&scenario](int pass) {
+    if (pass == 1) {
+      scenario.platform.now += 601;
+      std::raise(SIGUSR2);
+    }
+  };
+  scenario.afterRun = test::FinalizedState;
+  const bool launchStarted = function != "usleep" && function != "popen";
+  EXPECT_EQ(scenario.Run(), String(launchStarted ? "launch@1 " : "") +
+                                "end@1 status=1 [FunctionNotFoundException: function " + function +
+                                " not found in System.framework] finalized=1");
 }
 
 INSTANTIATE_TEST_SUITE_P(FaultInjection, MissingFunction,
@@ -155,24 +149,23 @@ INSTANTIATE_TEST_SUITE_P(
 
 // Runs the real popen on a command the shell cannot find, whatever command was asked for.
 FILE* PopenOfAMissingCommand(const char* command, const char* mode) noexcept {
-  FakeLibrary& library = test::TheFakeLibrary();
-  library.commands.emplace_back(command);
+  const FakeLibrary& library = test::TheFakeLibrary();
   if (library.onCommand) {
     library.onCommand(command);
   }
   return ::popen("/nonexistent/zeb-no-such-command 2>/dev/null", mode);
 }
 
-void CommandsAreNotFound(FakePlatform& platform, FakeLibrary& /*library*/) {
-  platform.replaced["popen"] = reinterpret_cast<void*>(&PopenOfAMissingCommand);
-  platform.replaced.erase("pclose");  // the real one, for the real stream
+void CommandsAreNotFound(LoopScenario& scenario) {
+  scenario.platform.replaced["popen"] = reinterpret_cast<void*>(&PopenOfAMissingCommand);
+  scenario.platform.replaced.erase("pclose");  // the real one, for the real stream
 }
 
-void CommandsWriteNothing(FakePlatform& /*platform*/, FakeLibrary& /*library*/) {}
+void CommandsWriteNothing(LoopScenario& scenario) { scenario.library.outputs.clear(); }
 
 struct FailingCommandCase {
   const char* name;
-  void (*prepare)(FakePlatform&, FakeLibrary&);
+  void (*prepare)(LoopScenario&);
 };
 
 void PrintTo(const FailingCommandCase& c, std::ostream* out) { *out << c.name; }
@@ -180,39 +173,30 @@ void PrintTo(const FailingCommandCase& c, std::ostream* out) { *out << c.name; }
 class FailingCommand : public testing::TestWithParam<FailingCommandCase> {};
 
 TEST_P(FailingCommand, FailedListingEndsTheAgentAtTheCheck) {
-  AgentRun run;
-  run.prepare = GetParam().prepare;
-  run.atPass = [](int pass, FakePlatform& platform) {
+  LoopScenario scenario;
+  GetParam().prepare(scenario);
+  scenario.atPass = [&scenario](int pass) {
     if (pass == 3) {
-      platform.now += 601;
+      scenario.platform.now += 601;
     }
   };
-  const AgentOutcome outcome = run.Run();
-  ASSERT_FALSE(outcome.child.timedOut);
-  EXPECT_EQ(outcome.status, 0);
-  EXPECT_EQ(outcome.reports, "");
-  EXPECT_EQ(outcome.listings, 1U);
-  EXPECT_EQ(outcome.passes, 3) << "the agent did not end at the check";
-  EXPECT_FALSE(outcome.quitByTest);
-  EXPECT_TRUE(outcome.cleanedUp);
+  scenario.afterRun = test::FinalizedState;
+  EXPECT_EQ(scenario.Run(), "listing@3 end@3 status=0 finalized=1");
 }
 
 TEST_P(FailingCommand, FailedLaunchIsNotRetried) {
-  for (const std::set<int>& requests : {std::set<int>{2}, std::set<int>{2, 5}}) {
-    AgentRun run;
-    run.prepare = GetParam().prepare;
-    run.atPass = [&requests](int pass, FakePlatform& /*platform*/) {
+  for (const auto& [requests, trace] :
+       {std::pair{std::set<int>{2}, "launch@2 end@10 status=0"},
+        std::pair{std::set<int>{2, 5}, "launch@2 launch@5 end@10 status=0"}}) {
+    LoopScenario scenario;
+    GetParam().prepare(scenario);
+    scenario.atPass = [&requests](int pass) {
       if (requests.contains(pass)) {
         std::raise(SIGUSR2);
       }
     };
-    run.passLimit = 10;
-    const AgentOutcome outcome = run.Run();
-    ASSERT_FALSE(outcome.child.timedOut);
-    EXPECT_EQ(outcome.launches, requests.size());
-    EXPECT_EQ(outcome.commands, requests.size()) << "no check was due";
-    EXPECT_TRUE(outcome.quitByTest);
-    EXPECT_EQ(outcome.status, 0);
+    scenario.passLimit = 9;
+    EXPECT_EQ(scenario.Run(), trace);
   }
 }
 

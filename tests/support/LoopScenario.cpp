@@ -1,6 +1,9 @@
-#include "tests/app/LoopScenario.h"
+#include "tests/support/LoopScenario.h"
 
+#include "app/FileTypes.h"
 #include "app/Startup.h"
+#include "runtime/FileTypeRegistry.h"
+#include "signals/SignalModule.h"
 
 namespace zeb::test {
 
@@ -51,6 +54,12 @@ std::string LoopScenario::RunHere() {
     trace_ += " " + afterRun();
   }
   return trace_;
+}
+
+std::string FinalizedState() {
+  const bool finalized = signal::myApp.Get() == nullptr && FileTypes::pText == nullptr &&
+                         RuntimeFileTypes().entries.empty();
+  return "finalized=" + std::to_string(finalized ? 1 : 0);
 }
 
 std::string LoopScenario::Run() {

@@ -43,4 +43,7 @@ class LoopScenario {
   bool launchPumpDue_ = false;
 };
 
+// "finalized=1" when shutdown released the module-level objects and withdrew the file type.
+std::string FinalizedState();
+
 }  // namespace zeb::test
