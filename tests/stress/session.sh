@@ -21,22 +21,9 @@ skip() {
   exit 77
 }
 
-# micros TIME: a wall-clock time as $EPOCHREALTIME gives it (or a stand-in or tool wrote it), in
-# microseconds.
-micros() {
-  local time=${1/[.,]/}
-  echo $((10#$time))
-}
-
-# poll SECONDS COMMAND...: runs COMMAND until it succeeds (0) or the deadline passes (1).
-poll() {
-  local deadline=$(($(micros "$EPOCHREALTIME") + $1 * 1000000))
-  shift
-  until "$@"; do
-    (($(micros "$EPOCHREALTIME") < deadline)) || return 1
-    sleep 0.02
-  done
-}
+# micros and poll.
+# shellcheck source=../../tools/polling.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../../tools/polling.sh"
 
 wait_for() {
   poll "$2" "${@:3}" || fail "no $1 within $2 s"
