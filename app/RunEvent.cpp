@@ -1,7 +1,10 @@
 #include <unistd.h>
 
+#include <string_view>
+
 #include "app/App.h"
 #include "runtime/Exceptions.h"
+#include "runtime/IdlePath.h"
 #include "runtime/SystemClass.h"
 #include "runtime/Ticks.h"
 #include "shell/BoundFunction.h"
@@ -16,7 +19,7 @@ constexpr const char* kVersionSelector = "sysv";
 constexpr std::int32_t kFirstQuietVersion = 0x1050;  // 10.5 and later: the agent does nothing
 constexpr std::int32_t kPumpMilliseconds = 10;
 constexpr useconds_t kPauseMicroseconds = 100000;
-constexpr const char* kPauseFunction = "usleep";
+constexpr std::string_view kPauseFunction = "usleep";
 constexpr std::int32_t kCheckIntervalTicks = 600;  // a check needs more than this
 constexpr const char* kLaunchCommand =
     "/usr/bin/open /Library/Application\\ Support/Brightloom\\ Utilities\\ "
@@ -42,32 +45,49 @@ bool SessionEnded(const String& listing) {
   return CountFields(listing, mark) < kSessionMarkFields;
 }
 
+// Detaches, then puts the signal handlers in place.
+void StartWatching(class App& app) {
+  NilChecked(zeb::App())->Daemonize();  // the loop runs on whether or not it detached
+  app.mMyApplication = std::make_shared<MyApplication>();
+  signal::SetApplication(app.mMyApplication);
+  signal::CatchAllSignals();
+}
+
+ZEB_RARE_PATH void Launch(class App& app, String& output) {
+  app.GetShell(output, kLaunchCommand);
+  app.DoEvents(kPumpMilliseconds);
+}
+
+// A check pass; false when the agent is to end.
+ZEB_RARE_PATH bool SessionGoesOn(class App& app, String& output) {
+  app.GetShell(output, kListingCommand);
+  if (SecondCopyRuns(output) || SessionEnded(output)) {
+    return false;
+  }
+  output = String(kPlaceholder);
+  return true;
+}
+
 }  // namespace
 
-std::int32_t App::Event_Run(const std::vector<String>& /*arguments*/) {
+ZEB_IDLE_PATH std::int32_t App::Event_Run(const std::vector<String>& /*arguments*/) {
   Tick lastCheck = Ticks();
   String output;
   if (IsQuietSystem()) {
     return 0;
   }
-  NilChecked(zeb::App())->Daemonize();  // the loop runs on whether or not it detached
-  mMyApplication = std::make_shared<MyApplication>();
-  signal::SetApplication(mMyApplication);
-  signal::CatchAllSignals();
+  StartWatching(*this);
   for (;;) {
     DoEvents(kPumpMilliseconds);
     Bind<decltype(::usleep)>(kPauseFunction)(kPauseMicroseconds);
     // Cleared before the command runs, so a request arriving meanwhile gets the next pass.
-    if (DoLaunch.exchange(false)) {
-      GetShell(output, kLaunchCommand);
-      DoEvents(kPumpMilliseconds);
+    if (DoLaunch.exchange(false)) [[unlikely]] {
+      Launch(*this, output);
     }
-    if (TickDifference(Ticks(), lastCheck) > kCheckIntervalTicks) {
-      GetShell(output, kListingCommand);
-      if (SecondCopyRuns(output) || SessionEnded(output)) {
+    if (TickDifference(Ticks(), lastCheck) > kCheckIntervalTicks) [[unlikely]] {
+      if (!SessionGoesOn(*this, output)) {
         break;
       }
-      output = String(kPlaceholder);
       lastCheck = Ticks();
     }
     BackgroundTask();

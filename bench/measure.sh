@@ -1,20 +1,23 @@
 #!/usr/bin/env bash
 # Measures the agent against bench/baseline-agent.c in a simulated session: idle CPU and memory
-# (both running side by side), launch latency (SIGUSR2 until the stand-in /usr/bin/open has
-# started) and quit latency (SIGTERM until the process is gone). Prints tables; exits non-zero
-# when something could not be measured. Missed targets are reported, not turned into a failure.
+# over --seconds (default 120; side by side with two copies of the baseline and with the
+# baseline built to bind usleep by name in every pass, as the agent must), launch latency
+# (SIGUSR2 until the stand-in /usr/bin/open has started) and quit latency (SIGTERM until the
+# process is gone). Prints tables; exits non-zero when something could not be measured. Missed
+# targets are reported, not turned into a failure.
 #
-#   bench/measure.sh [--build-dir DIR] [--agent PATH --baseline PATH]
+#   bench/measure.sh [--build-dir DIR] [--agent PATH --baseline PATH --binding PATH]
 #                    [--seconds N] [--launches N] [--quits N]
 #
-# Without --agent/--baseline it builds both (Release) in DIR, by default build/bench.
+# Without the three programs it builds them (Release) in DIR, by default build/bench.
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build_dir=$root/build/bench
 agent=""
 baseline=""
-seconds=30
+binding=""
+seconds=120
 launches=50
 quits=50
 
@@ -28,6 +31,7 @@ while (($#)); do
     --build-dir) build_dir=$2 ;;
     --agent) agent=$2 ;;
     --baseline) baseline=$2 ;;
+    --binding) binding=$2 ;;
     --seconds) seconds=$2 ;;
     --launches) launches=$2 ;;
     --quits) quits=$2 ;;
@@ -39,20 +43,23 @@ done
 # ---------------------------------------------------------------------------------------------
 # Outside the namespace: build if asked, then run the rest in a private mount namespace.
 if [[ ${ZEB_MEASURE_SANDBOX:-} == "" ]]; then
-  if [[ -z $agent || -z $baseline ]]; then
+  if [[ -z $agent || -z $baseline || -z $binding ]]; then
     cmake -S "$root" -B "$build_dir" -DZEB_BUILD_BENCH=ON -DCMAKE_BUILD_TYPE=Release >/dev/null
-    cmake --build "$build_dir" -j2 --target zeb-agent baseline-agent >/dev/null
+    cmake --build "$build_dir" -j2 --target zeb-agent baseline-agent baseline-agent-binding >/dev/null
     agent=$build_dir/zeb-agent
     baseline=$build_dir/bench/baseline-agent
+    binding=$build_dir/bench/baseline-agent-binding
   fi
   [[ -x $agent ]] || die "no agent at $agent"
   [[ -x $baseline ]] || die "no baseline at $baseline"
+  [[ -x $binding ]] || die "no binding baseline at $binding"
   sandbox=$(mktemp -d /tmp/zeb-measure.XXXXXX)
   trap 'rmdir "$sandbox" 2>/dev/null || true' EXIT
   if ((EUID == 0)); then unshare_flags=(-m); else unshare_flags=(-r -m); fi
   status=0
   ZEB_MEASURE_SANDBOX=$sandbox unshare "${unshare_flags[@]}" --propagation private -- \
     "$0" --agent "$(realpath "$agent")" --baseline "$(realpath "$baseline")" \
+    --binding "$(realpath "$binding")" \
     --seconds "$seconds" --launches "$launches" --quits "$quits" || status=$?
   exit "$status"
 fi
@@ -81,7 +88,7 @@ mount -t overlay zeb-measure-bin \
 
 # Written back first: a mapped page of a file not yet on disk counts as private dirty. (For the
 # same reason the programs are not copied to the tmpfs, whose pages are always dirty.)
-sync "$agent" "$baseline"
+sync "$agent" "$baseline" "$binding"
 own_namespace=$(readlink /proc/self/ns/mnt)
 
 started=()
@@ -143,7 +150,7 @@ start_agent() {
 }
 
 start_baseline() {
-  "$baseline" </dev/null >/dev/null 2>&1 &
+  "${1:-$baseline}" </dev/null >/dev/null 2>&1 &
   pid=$!
   started+=("$pid")
 }
@@ -168,6 +175,17 @@ own_cpu_ns() {
 
 median() { sort -n | awk '{ v[NR] = $1 } END { print (NR % 2) ? v[(NR + 1) / 2] : int((v[NR / 2] + v[NR / 2 + 1]) / 2) }'; }
 
+# Waits until the process is gone (or a zombie); prints microseconds since `sent`.
+await_gone() {
+  local pid=$1 sent=$2 gone
+  while alive "$pid"; do
+    ((${EPOCHREALTIME/./} < sent + 3000000)) || die "process $pid still there 3 s after SIGTERM"
+    pause 0.0002
+  done
+  gone=${EPOCHREALTIME/./}
+  echo $((gone - sent))
+}
+
 # median, 95th percentile (nearest rank) and maximum of microsecond samples, in ms.
 summary() {
   sort -n | awk '{ v[NR] = $1 } END {
@@ -178,50 +196,99 @@ summary() {
 }
 
 # ---------------------------------------------------------------------------------------------
-# Idle: both side by side for $seconds.
+# Idle. Side by side: the agent; the baseline and a second copy of it (together the reference;
+# how far the two differ shows the noise of the machine); and the baseline built to bind usleep
+# by name in every pass. What a wake-up costs depends on what ran just before it on that CPU,
+# and programs with the same period keep their phases against each other for as long as they
+# run, so one long window would measure one phase. The time is therefore cut into short windows;
+# before each, a SIGUSR1 at a random moment cuts each program's pause short and gives it a new
+# phase. None of them does anything else on SIGUSR1.
 start_agent
 agent_pid=$pid
 start_baseline
 baseline_pid=$pid
-await_handlers "$agent_pid"
-await_handlers "$baseline_pid"
+start_baseline
+copy_pid=$pid
+start_baseline "$binding"
+binding_pid=$pid
+idle_pids=("$agent_pid" "$baseline_pid" "$copy_pid" "$binding_pid")
+for pid in "${idle_pids[@]}"; do await_handlers "$pid"; done
 pause 1
 
-declare -A cpu0 cpu1 rss dirty peak
-t0=${EPOCHREALTIME/./}
-for who in agent baseline; do
-  pid_var=${who}_pid
-  cpu0[$who]=$(own_cpu_ns "${!pid_var}")
-done
-# Memory once a second; a sample may catch a process check in flight (popen's child stack and
-# buffers), so the median is the resting figure and the maximum the peak.
-for ((second = 0; second < seconds; second++)); do
-  pause 1
+window_seconds=3
+idle_end=$((${EPOCHREALTIME/./} + seconds * 1000000))
+: >"$sandbox/windows"
+while ((${EPOCHREALTIME/./} < idle_end)); do
+  for pid in $(shuf -e "${idle_pids[@]}"); do
+    pause "0.$(printf '%03d' $((RANDOM % 111)))"
+    kill -USR1 "$pid"
+  done
+  pause 0.3
+  t0=${EPOCHREALTIME/./}
+  before=()
+  for pid in "${idle_pids[@]}"; do before+=("$(own_cpu_ns "$pid")"); done
+  pause "$window_seconds"
+  line=""
+  for i in "${!idle_pids[@]}"; do line+=" $(($(own_cpu_ns "${idle_pids[i]}") - before[i]))"; done
+  t1=${EPOCHREALTIME/./}
+  echo "$((t1 - t0))$line" >>"$sandbox/windows"
+  # Memory once a window; a sample may catch a process check in flight (popen's child stack and
+  # buffers), so the median is the resting figure and the maximum the peak.
   for who in agent baseline; do
     pid_var=${who}_pid
     echo "$(memory_kb "${!pid_var}" Rss) $(memory_kb "${!pid_var}" Private_Dirty)" >>"$sandbox/memory-$who"
   done
 done
-t1=${EPOCHREALTIME/./}
-for who in agent baseline; do
+for who in agent baseline copy binding; do
   pid_var=${who}_pid
   alive "${!pid_var}" || die "the $who ended during the idle measurement"
-  cpu1[$who]=$(own_cpu_ns "${!pid_var}")
+done
+for pid in "$copy_pid" "$binding_pid"; do
+  kill -TERM "$pid"
+  await_gone "$pid" "${EPOCHREALTIME/./}" >/dev/null
+  wait "$pid" || true
+done
+
+declare -A rss dirty peak
+for who in agent baseline; do
   rss[$who]=$(cut -d' ' -f1 "$sandbox/memory-$who" | median)
   dirty[$who]=$(cut -d' ' -f2 "$sandbox/memory-$who" | median)
   peak[$who]=$(cut -d' ' -f2 "$sandbox/memory-$who" | sort -n | tail -n 1)
 done
-wall_us=$((t1 - t0))
-idle_rate() { awk -v ns="$1" -v us="$wall_us" 'BEGIN { printf "%.1f", ns / 1000 / (us / 1e6) }'; }
-agent_idle=$(idle_rate $((cpu1[agent] - cpu0[agent])))
-baseline_idle=$(idle_rate $((cpu1[baseline] - cpu0[baseline])))
 ratio() { awk -v a="$1" -v b="$2" 'BEGIN { if (b > 0) printf "%.2f", a / b; else print "n/a" }'; }
 
-echo "## Idle, side by side for $(awk -v us="$wall_us" 'BEGIN { printf "%.1f", us / 1e6 }') s"
+# Pooled over the windows: microseconds of CPU per second of wall time, and ratios against the
+# reference (both copies of the baseline). The spread of the per-window ratios gives an
+# approximate 95% interval (mean of the logarithms, two standard errors).
+read -r windows idle_s agent_idle baseline_idle copy_idle binding_idle idle_ratio low high \
+  binding_ratio binding_low binding_high copy_ratio < <(
+  awk 'function interval(s, s2, n,   mean, se) {
+         mean = s / n; se = (n > 1) ? sqrt((s2 - n * mean * mean) / (n - 1) / n) : 0
+         return sprintf("%.2f %.2f", exp(mean - 2 * se), exp(mean + 2 * se)) }
+    { wall += $1; a += $2; b += $3; c += $4; d += $5
+      if ($3 + $4 > 0 && $2 > 0 && $5 > 0) {
+        n++; ra = log(2 * $2 / ($3 + $4)); rd = log(2 * $5 / ($3 + $4))
+        sa += ra; sa2 += ra * ra; sd += rd; sd2 += rd * rd } }
+    END {
+      printf "%d %.1f %.1f %.1f %.1f %.1f %.2f %s %.2f %s %.2f\n", NR, wall / 1e6,
+        a / wall * 1e3, b / wall * 1e3, c / wall * 1e3, d / wall * 1e3,
+        2 * a / (b + c), interval(sa, sa2, n), 2 * d / (b + c), interval(sd, sd2, n), c / b }' \
+    "$sandbox/windows")
+
+echo "## Idle, side by side for $idle_s s ($windows windows of $window_seconds s)"
+echo
+echo "Own CPU in microseconds per second of wall time (schedstat: the process itself, not its"
+echo "children), and the ratio to the two copies of the baseline together (95% interval)."
+echo
+echo "| | us per s | ratio to the baseline |"
+echo "|---|---:|---:|"
+echo "| agent | $agent_idle | $idle_ratio ($low to $high) |"
+echo "| baseline | $baseline_idle | |"
+echo "| baseline, 2nd copy | $copy_idle | $copy_ratio to the 1st copy |"
+echo "| baseline binding usleep by name in every pass | $binding_idle | $binding_ratio ($binding_low to $binding_high) |"
 echo
 echo "| | agent | baseline | agent/baseline |"
 echo "|---|---:|---:|---:|"
-echo "| own CPU, us per s of wall time (schedstat; the process itself, not its children) | $agent_idle | $baseline_idle | $(ratio "$agent_idle" "$baseline_idle") |"
 echo "| resident, kB (Rss, median) | ${rss[agent]} | ${rss[baseline]} | $(ratio "${rss[agent]}" "${rss[baseline]}") |"
 echo "| private dirty, kB (median) | ${dirty[agent]} | ${dirty[baseline]} | $(ratio "${dirty[agent]}" "${dirty[baseline]}") |"
 echo "| private dirty, kB (peak, during a check) | ${peak[agent]} | ${peak[baseline]} | $(ratio "${peak[agent]}" "${peak[baseline]}") |"
@@ -258,15 +325,6 @@ launch_baseline=$(summary <"$sandbox/launch-baseline") || die "no launch samples
 
 # ---------------------------------------------------------------------------------------------
 # Quit latency: SIGTERM until the process is gone (or a zombie), a fresh process per sample.
-await_gone() {
-  local pid=$1 sent=$2 gone
-  while alive "$pid"; do
-    ((${EPOCHREALTIME/./} < sent + 3000000)) || die "process $pid still there 3 s after SIGTERM"
-    pause 0.0002
-  done
-  gone=${EPOCHREALTIME/./}
-  echo $((gone - sent))
-}
 for ended in "$agent_pid" "$baseline_pid"; do
   kill -TERM "$ended"
   await_gone "$ended" "${EPOCHREALTIME/./}" >/dev/null
@@ -308,7 +366,6 @@ echo
 verdict() { awk -v v="$1" -v limit="$2" 'BEGIN { print (v <= limit) ? "met" : "MISSED" }'; }
 read -r -a la <<<"$launch_agent"
 read -r -a qa <<<"$quit_agent"
-idle_ratio=$(ratio "$agent_idle" "$baseline_idle")
 echo "## Targets"
 echo
 echo "| target | measured | |"

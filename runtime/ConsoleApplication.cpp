@@ -1,10 +1,11 @@
 #include "runtime/ConsoleApplication.h"
 
+#include "runtime/IdlePath.h"
 #include "runtime/Platform.h"
 
 namespace zeb {
 
-void ConsoleApplication::DoEvents(std::int32_t milliseconds) {
+ZEB_IDLE_PATH void ConsoleApplication::DoEvents(std::int32_t milliseconds) {
   CurrentPlatform().WaitForEvents(milliseconds);
 }
 

@@ -1,5 +1,6 @@
 #include "runtime/Platform.h"
 
+#include "runtime/IdlePath.h"
 #include "runtime/PosixPlatform.h"
 
 namespace zeb {
@@ -11,7 +12,7 @@ Platform* current = &thePosixPlatform;
 
 }  // namespace
 
-Platform& CurrentPlatform() noexcept { return *current; }
+ZEB_IDLE_PATH Platform& CurrentPlatform() noexcept { return *current; }
 
 ScopedPlatform::ScopedPlatform(Platform& platform) noexcept : previous_(current) {
   current = &platform;

@@ -2,13 +2,15 @@
 
 #include <unistd.h>
 
+#include "runtime/IdlePath.h"
 #include "runtime/Runtime.h"
 #include "runtime/SystemVersion.h"
 #include "runtime/posix/Posix.h"
 
 namespace zeb {
 
-void* PosixPlatform::LoadFunctionPointerFromLibrary(const String& function, const String& library) {
+ZEB_IDLE_PATH void* PosixPlatform::LoadFunctionPointerFromLibrary(const String& function,
+                                                                  const String& library) {
   return posix::LoadFunction(function, library);
 }
 
@@ -18,11 +20,11 @@ bool PosixPlatform::QuerySystemVersion(std::int32_t& version) {
 
 bool PosixPlatform::Detach() { return posix::DetachFromStarter(); }
 
-void PosixPlatform::WaitForEvents(std::int32_t milliseconds) {
+ZEB_IDLE_PATH void PosixPlatform::WaitForEvents(std::int32_t milliseconds) {
   posix::SleepMilliseconds(milliseconds);
 }
 
-Tick PosixPlatform::Ticks() { return posix::MonotonicTicks(); }
+ZEB_IDLE_PATH Tick PosixPlatform::Ticks() { return posix::MonotonicTicks(); }
 
 String PosixPlatform::ExecutablePath() { return posix::ExecutablePath(); }
 

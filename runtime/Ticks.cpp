@@ -1,9 +1,10 @@
 #include "runtime/Ticks.h"
 
+#include "runtime/IdlePath.h"
 #include "runtime/Platform.h"
 
 namespace zeb {
 
-Tick Ticks() { return CurrentPlatform().Ticks(); }
+ZEB_IDLE_PATH Tick Ticks() { return CurrentPlatform().Ticks(); }
 
 }  // namespace zeb

@@ -1,5 +1,9 @@
 #include <dlfcn.h>
 
+#include <algorithm>
+#include <string_view>
+
+#include "runtime/IdlePath.h"
 #include "runtime/posix/Posix.h"
 
 namespace zeb::posix {
@@ -35,14 +39,22 @@ constexpr const char* kCLibrary = "/usr/lib/libSystem.B.dylib";
 constexpr const char* kCLibrary = "libc.so.6";
 #endif
 
-bool HasZeroByte(const String& text) { return text.find('\0') != String::npos; }
+constexpr std::string_view kSystemLibraryName = "System.framework";
+
+// Plain loops rather than the C library's string functions: this runs in every idle pass, and
+// those would be more cold pages to touch.
+bool IsSystemLibrary(const String& library) {
+  return std::ranges::equal(library, kSystemLibraryName);
+}
+
+bool HasZeroByte(const String& text) { return std::ranges::find(text, '\0') != text.end(); }
 
 }  // namespace
 
 // Only "System.framework", the system's C library, is known: an address from any other
 // library would be left dangling once that library is given back, or keep it loaded for good.
-void* LoadFunction(const String& function, const String& library) {
-  if (library != "System.framework" || HasZeroByte(function)) {
+ZEB_IDLE_PATH void* LoadFunction(const String& function, const String& library) {
+  if (!IsSystemLibrary(library) || HasZeroByte(function)) {
     return nullptr;
   }
   // The C library stays loaded for the whole run, so one reference held from the first binding

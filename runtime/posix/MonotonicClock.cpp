@@ -1,6 +1,7 @@
 #include <cerrno>
 #include <ctime>
 
+#include "runtime/IdlePath.h"
 #include "runtime/posix/Posix.h"
 
 namespace zeb::posix {
@@ -29,7 +30,7 @@ timespec ToTimespec(std::int64_t nanoseconds) {
 
 }  // namespace
 
-Tick MonotonicTicks() {
+ZEB_IDLE_PATH Tick MonotonicTicks() {
   const std::int64_t ticks = MonotonicNanoseconds() / (kNanosecondsPerSecond / kTicksPerSecond);
   // Keep the low 32 bits: the count wraps, and callers compare wrapped differences.
   return static_cast<Tick>(static_cast<std::uint32_t>(ticks));
@@ -37,7 +38,7 @@ Tick MonotonicTicks() {
 
 // Waits until a fixed deadline, so that signals arriving meanwhile only resume the wait and a
 // burst of them cannot turn a caller's loop into a spin.
-void SleepMilliseconds(std::int32_t milliseconds) {
+ZEB_IDLE_PATH void SleepMilliseconds(std::int32_t milliseconds) {
   if (milliseconds <= 0) {
     return;
   }
