@@ -11,24 +11,12 @@ namespace {
 
 using zeb::String;
 
-bool MatchesAt(const String& source, std::size_t at, const String& delimiter) {
-  if (at + delimiter.size() > source.size()) {
-    return false;
-  }
-  for (std::size_t i = 0; i < delimiter.size(); ++i) {
-    if (source[at + i] != delimiter[i]) {
-      return false;
-    }
-  }
-  return true;
-}
-
 // Pieces between non-overlapping occurrences, searched from the start. An empty delimiter
 // never matches, as the functions under test document.
 std::vector<String> ModelSplit(const String& source, const String& delimiter) {
   std::vector<String> pieces(1);
   for (std::size_t at = 0; at < source.size();) {
-    if (!delimiter.empty() && MatchesAt(source, at, delimiter)) {
+    if (!delimiter.empty() && source.compare(at, delimiter.size(), delimiter) == 0) {
       pieces.emplace_back();
       at += delimiter.size();
     } else {
@@ -63,23 +51,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto fields = static_cast<std::int32_t>(pieces.size());
   Check(zeb::CountFields(source, delimiter) == fields);
 
-  // Field 1: before the first occurrence, all of the source, or empty when it starts with one.
-  const String first = zeb::NthField(source, delimiter, 1);
-  Check(first == pieces.front());
-  if (!delimiter.empty() && source.starts_with(delimiter)) {
-    Check(first.empty());
-  }
-  if (fields == 1) {
-    Check(first == source);
-  }
-
-  String joined;
   for (std::int32_t index = 1; index <= fields; ++index) {
-    const String field = zeb::NthField(source, delimiter, index);
-    Check(field == pieces[static_cast<std::size_t>(index - 1)]);
-    joined += index == 1 ? field : delimiter + field;
+    Check(zeb::NthField(source, delimiter, index) == pieces[static_cast<std::size_t>(index - 1)]);
   }
-  Check(joined == source);
   Check(zeb::NthField(source, delimiter, fields + 1).empty());
   Check(zeb::NthField(source, delimiter, 0).empty());
   return 0;

@@ -6,39 +6,29 @@
 namespace zeb {
 namespace {
 
-class FileTypeTest : public testing::Test {
- protected:
-  void SetUp() override { RuntimeFileTypes() = FileTypeRegistry{}; }
+using Setter = void (*)(FileType&);
+
+// Registered by conversion, once; withdrawn by any setter and by destruction.
+TEST(FileType, RegistrationFollowsConversionSettersAndDestruction) {
   const FileTypeRegistry& registry = RuntimeFileTypes();
-};
-
-TEST_F(FileTypeTest, ConversionRegistersOnceAndDestructionWithdraws) {
-  {
-    FileType type;
-    type.Name("text");
-    type.MacCreator("R*ch");
-    EXPECT_EQ(registry.withdrawals, 0);  // nothing registered yet, nothing to withdraw
-    EXPECT_EQ(static_cast<String>(type), "text");
-    EXPECT_EQ(static_cast<String>(type), "text");
-    EXPECT_EQ(registry.registrations, 1);
-    EXPECT_EQ(registry.entries, (std::vector<FileTypeRecord>{{"text", "R*ch", "", ""}}));
-  }
-  EXPECT_EQ(registry.withdrawals, 1);
-  EXPECT_TRUE(registry.entries.empty());
-}
-
-TEST_F(FileTypeTest, EverySetterWithdrawsARegisteredType) {
-  using Setter = void (*)(FileType&);
   for (const Setter set : {Setter{[](FileType& t) { t.Name("other"); }},
                            Setter{[](FileType& t) { t.MacCreator("other"); }},
                            Setter{[](FileType& t) { t.MacType("other"); }},
                            Setter{[](FileType& t) { t.Extensions("other"); }}}) {
     RuntimeFileTypes() = FileTypeRegistry{};
-    FileType type;
-    type.Name("text");
-    type.Register();
-    set(type);
-    EXPECT_EQ(registry.withdrawals, 1);
+    {
+      FileType type;
+      type.Name("text");
+      type.MacCreator("R*ch");
+      EXPECT_EQ(static_cast<String>(type), "text");
+      EXPECT_EQ(static_cast<String>(type), "text");
+      EXPECT_EQ(registry.entries, (std::vector<FileTypeRecord>{{"text", "R*ch", "", ""}}));
+      set(type);
+      EXPECT_TRUE(registry.entries.empty());
+      static_cast<void>(static_cast<String>(type));  // registered again
+    }
+    EXPECT_EQ(registry.registrations, 2);
+    EXPECT_EQ(registry.withdrawals, 2);
     EXPECT_TRUE(registry.entries.empty());
   }
 }

@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "runtime/Platform.h"
 #include "runtime/SystemClass.h"
 #include "runtime/SystemVersion.h"
-#include "tests/support/FakePlatform.h"
 
 namespace zeb {
 namespace {
@@ -26,32 +24,18 @@ TEST(Gestalt, FailsOnASystemWithoutAVersionQuery) {
 #endif
 }
 
-TEST(Gestalt, GivesTheSystemVersionOnlyForSysv) {
-  test::FakePlatform platform;
-  platform.version = 0x1049;
-  const ScopedPlatform scoped(platform);
-  std::int32_t version = 0;
-  EXPECT_TRUE(System()->Gestalt("sysv", version));
-  EXPECT_EQ(version, 0x1049);
-  version = 0;
-  EXPECT_FALSE(System()->Gestalt("sysa", version));
-  EXPECT_FALSE(System()->Gestalt("sysv ", version));
-  EXPECT_EQ(version, 0);
-}
-
-struct VersionCase {
-  const char* text;
-  std::int32_t encoded;
-};
-
 TEST(SystemVersion, ProductVersionsBecomeBinaryCodedDecimal) {
-  for (const VersionCase& c :
-       {VersionCase{"10.5", 0x1050}, VersionCase{"10.4.9", 0x1049}, VersionCase{"10.3.9", 0x1039},
-        VersionCase{"10.4.11", 0x1049}, VersionCase{"10.13.4", 0x1094},
-        VersionCase{"11.2.3", 0x1123}, VersionCase{"14", 0x1400}, VersionCase{"9.2.2", 0x0922}}) {
+  for (const auto& [text, encoded] :
+       std::initializer_list<std::pair<const char*, std::int32_t>>{{"10.5", 0x1050},
+                                                                   {"10.4.9", 0x1049},
+                                                                   {"10.4.11", 0x1049},
+                                                                   {"10.13.4", 0x1094},
+                                                                   {"11.2.3", 0x1123},
+                                                                   {"14", 0x1400},
+                                                                   {"9.2.2", 0x0922}}) {
     std::int32_t version = 0;
-    EXPECT_TRUE(ParseProductVersion(c.text, version)) << c.text;
-    EXPECT_EQ(version, c.encoded) << c.text;
+    EXPECT_TRUE(ParseProductVersion(text, version)) << text;
+    EXPECT_EQ(version, encoded) << text;
   }
   std::int32_t untouched = 7;
   EXPECT_FALSE(ParseProductVersion("", untouched));

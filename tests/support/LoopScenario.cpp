@@ -19,7 +19,6 @@ std::string Kind(const String& command) {
 }  // namespace
 
 LoopScenario::LoopScenario() : library(FakeLibrary::InstallInto(platform)) {
-  library.ticksPerPause = 0;
   library.outputs[kListingCommand] = kLiveSession;
 }
 
