@@ -133,45 +133,31 @@ TEST(WatchLoop, LaunchRequestIsAFlagClearedBeforeTheLaunch) {
   }
 }
 
-struct QuitCase {
-  const char* name;
-  void (*prepare)(LoopScenario&);
-  const char* trace;
-};
-
 TEST(WatchLoop, QuitRequestEndsThePassItArrivesIn) {
-  for (const QuitCase& c : {
-           QuitCase{"during the pause",
-                    [](LoopScenario& s) { s.library.onPause = [] { std::raise(SIGTERM); }; },
-                    "end@1 status=0 waits 10"},
-           QuitCase{"with a launch request, which goes first",
-                    [](LoopScenario& s) {
-                      s.atPass = [](int) {
-                        std::raise(SIGUSR2);
-                        std::raise(SIGTERM);
-                      };
-                    },
-                    "launch@1 end@1 status=0 waits 10 10"},
-           // The missing executable name shows the check's tests still ran after the request.
-           QuitCase{"during a check",
-                    [](LoopScenario& s) {
-                      s.platform.executablePath = "";
-                      CheckDueFromPassOne(s);
-                      s.duringCommand = [](const String&, int) { std::raise(SIGTERM); };
-                    },
-                    "listing@1 end@1 status=1 [NilObjectException: ] waits 10"},
-       }) {
-    LoopScenario scenario;
-    c.prepare(scenario);
-    scenario.afterRun = [&scenario] {
-      std::string waits = "waits";
-      for (const std::int32_t wait : scenario.platform.waits) {
-        waits += " " + std::to_string(wait);
-      }
-      return waits;
-    };
-    EXPECT_EQ(scenario.Run(), c.trace) << c.name;
-  }
+  LoopScenario duringPause;
+  duringPause.library.onPause = [] { std::raise(SIGTERM); };
+  EXPECT_EQ(duringPause.Run(), "end@1 status=0");
+
+  LoopScenario withLaunch;  // which goes first, with the pump that follows it
+  withLaunch.atPass = [](int) {
+    std::raise(SIGUSR2);
+    std::raise(SIGTERM);
+  };
+  withLaunch.afterRun = [&withLaunch] {
+    std::string waits = "waits";
+    for (const std::int32_t wait : withLaunch.platform.waits) {
+      waits += " " + std::to_string(wait);
+    }
+    return waits;
+  };
+  EXPECT_EQ(withLaunch.Run(), "launch@1 end@1 status=0 waits 10 10");
+
+  // The missing executable name shows the check's tests still ran after the request.
+  LoopScenario duringCheck;
+  duringCheck.platform.executablePath = "";
+  CheckDueFromPassOne(duringCheck);
+  duringCheck.duringCommand = [](const String&, int) { std::raise(SIGTERM); };
+  EXPECT_EQ(duringCheck.Run(), "listing@1 end@1 status=1 [NilObjectException: ]");
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "app/App.h"
-#include "runtime/PosixPlatform.h"
+#include "tests/support/FakePlatform.h"
 
 namespace {
 
@@ -25,19 +25,6 @@ FILE* ServePopen(const char* /*command*/, const char* /*mode*/) noexcept {
 }
 
 int ServePclose(FILE* stream) noexcept { return std::fclose(stream); }
-
-class ServingPlatform : public zeb::PosixPlatform {
- public:
-  void* LoadFunctionPointerFromLibrary(const String& function, const String& library) override {
-    if (function == "popen") {
-      return reinterpret_cast<void*>(&ServePopen);
-    }
-    if (function == "pclose") {
-      return reinterpret_cast<void*>(&ServePclose);
-    }
-    return PosixPlatform::LoadFunctionPointerFromLibrary(function, library);
-  }
-};
 
 // Bytes of one zero-padded item before its first pair of line feeds; all 512 without one.
 String ModelItem(const String& stream, std::size_t from) {
@@ -74,8 +61,10 @@ void Check(bool condition) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static ServingPlatform platform;
+  static zeb::test::FakePlatform platform;
   static const zeb::ScopedPlatform inPlace(platform);
+  platform.replaced = {{"popen", reinterpret_cast<void*>(&ServePopen)},
+                       {"pclose", reinterpret_cast<void*>(&ServePclose)}};
   static class zeb::App app;  // the accessor of the same name hides the class
 
   served.assign(reinterpret_cast<const char*>(data), size);

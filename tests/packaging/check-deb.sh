@@ -1,11 +1,10 @@
 #!/usr/bin/env bash
-# Builds the Debian package into its own folder and checks its contents and control fields.
+# Installs the agent's component into its own folder, builds the Debian package of it and checks
+# the package's contents and control fields.
 # Usage: check-deb.sh BUILD_DIR WORK_DIR VERSION
 set -euo pipefail
 
-build=$1
-work=$2
-version=$3
+readonly build=$1 work=$2 version=$3
 
 fail() {
   echo "FAIL: $*" >&2

@@ -3,8 +3,7 @@
 # Usage: check-manpage.sh PAGE VERSION
 set -euo pipefail
 
-page=$1
-version=$2
+readonly page=$1 version=$2
 
 fail() {
   echo "FAIL: $*" >&2

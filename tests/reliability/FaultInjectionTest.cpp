@@ -16,35 +16,28 @@ using test::FakeLibrary;
 using test::FakePlatform;
 using test::LoopScenario;
 
-class MissingFunction : public testing::TestWithParam<const char*> {};
-
-TEST_P(MissingFunction, EndsTheProgramWithAReportAndAnOrderlyShutdown) {
-  const String function = GetParam();
-  LoopScenario scenario;
-  scenario.platform.missing = {function};
-  // A launch request and an overdue check in the first pass, so every bound function is needed.
-  scenario.atPass = [&scenario](int pass) {
-    if (pass == 1) {
-      scenario.platform.now += 601;
-      std::raise(SIGUSR2);
-    }
-  };
-  scenario.afterRun = [&scenario] {
-    return "pclose=" + std::to_string(scenario.platform.lookups["pclose"]) + " " +
-           test::FinalizedState();
-  };
-  const bool launchStarted = function != "usleep" && function != "popen";
-  EXPECT_EQ(scenario.Run(), String(launchStarted ? "launch@1 " : "") +
-                                "end@1 status=1 [FunctionNotFoundException: function " + function +
-                                " not found in System.framework] pclose=" +
-                                (function == "pclose" ? "1" : "0") + " finalized=1");
+TEST(FaultInjection, MissingFunctionEndsTheProgramWithAReportAndAnOrderlyShutdown) {
+  for (const String function : {"usleep", "popen", "feof", "fread", "ferror", "pclose"}) {
+    LoopScenario scenario;
+    scenario.platform.missing = {function};
+    // A launch request and an overdue check in pass 1, so every bound function is needed.
+    scenario.atPass = [&scenario](int pass) {
+      if (pass == 1) {
+        scenario.platform.now += 601;
+        std::raise(SIGUSR2);
+      }
+    };
+    scenario.afterRun = [&scenario] {
+      return "pclose=" + std::to_string(scenario.platform.lookups["pclose"]) + " " +
+             test::FinalizedState();
+    };
+    const bool launchStarted = function != "usleep" && function != "popen";
+    EXPECT_EQ(scenario.Run(), String(launchStarted ? "launch@1 " : "") +
+                                  "end@1 status=1 [FunctionNotFoundException: function " +
+                                  function + " not found in System.framework] pclose=" +
+                                  (function == "pclose" ? "1" : "0") + " finalized=1");
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(FaultInjection, MissingFunction,
-                         testing::Values("usleep", "popen", "feof", "fread", "ferror", "pclose"),
-                         [](const testing::TestParamInfo<const char*>& param) {
-                           return std::string(param.param);
-                         });
 
 TEST(FaultInjection, FailedLaunchIsNotRetried) {
   LoopScenario scenario;

@@ -5,7 +5,6 @@
 #include <chrono>
 
 #include "runtime/ConsoleApplication.h"
-#include "runtime/FolderItem.h"
 #include "tests/support/ChildProcess.h"
 
 namespace zeb {
@@ -35,17 +34,6 @@ TEST(ConsoleApplication, DoEventsWaitsItsTimeThroughASignalBurst) {
            (zero < milliseconds(20) ? " prompt" : " slow");
   });
   EXPECT_EQ(child.output, "full prompt");
-}
-
-TEST(FolderItem, NameIsTheLastComponent) {
-  for (const auto& [path, name] : std::initializer_list<std::pair<const char*, const char*>>{
-           {"/usr/local/bin/agent", "agent"},
-           {"agent", "agent"},
-           {"/opt/zeb agent/zeb-agent", "zeb-agent"},
-           {"/usr/bin/", "bin"},
-           {"/", ""}}) {
-    EXPECT_EQ(FolderItem(path).Name(), name) << path;
-  }
 }
 
 }  // namespace

@@ -18,13 +18,5 @@ TEST(MemoryBlock, RefusesAccessOutsideTheBlock) {
   EXPECT_EQ(block.StringValue(4, 0), "");
 }
 
-TEST(MemoryBlock, MadeFromAnAddressGivesItBackWithoutOwningIt) {
-  int target = 7;
-  const MemoryBlock bare = MemoryBlock::FromAddress(&target);
-  EXPECT_EQ(bare.Address(), &target);
-  EXPECT_EQ(bare.Size(), 0);
-  EXPECT_THROW(bare.Long(0), OutOfBoundsException);
-}
-
 }  // namespace
 }  // namespace zeb

@@ -2,14 +2,23 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 
 #include "app/App.h"
 #include "runtime/Platform.h"
+#include "shell/BoundFunction.h"
 #include "tests/support/FakePlatform.h"
 
 namespace zeb {
 namespace {
+
+TEST(Binding, FindsOnlyTheCLibraryUnderSystemFramework) {
+  EXPECT_EQ(Bind<decltype(::strlen)>("strlen")("four"), 4U);
+  EXPECT_EQ(LoadFunctionPointerFromLibrary("no_such_function_zeb", "System.framework"), nullptr);
+  EXPECT_EQ(LoadFunctionPointerFromLibrary("strlen", "NoSuch.framework"), nullptr);
+  EXPECT_EQ(LoadFunctionPointerFromLibrary(String("strlen\0x", 8), "System.framework"), nullptr);
+}
 
 // Captures into a variable that held something before, which must not survive.
 String CaptureOf(const String& command) {

@@ -38,11 +38,6 @@ TEST(MyApplication, ReactsToLaunchAndQuitRequestsOnly) {
     EXPECT_EQ(signals.Idle(), c.idle) << testing::PrintToString(c.signals);
     EXPECT_EQ(signals.Idle(), c.idle) << "Idle clears nothing";
   }
-  SIGConsoleApplication plain;
-  for (const int sig : {SIGUSR2, SIGINT, SIGTERM, SIGQUIT}) {
-    plain.SignalCaughtEventCaller(sig);
-  }
-  EXPECT_FALSE(zeb::App()->DoLaunch);
   RuntimeInit(0, nullptr);
 }
 

@@ -17,8 +17,6 @@ namespace {
 
 using test::RunInChild;
 
-constexpr std::chrono::seconds kDeadline(10);
-
 // Counts what reaches it, signal by signal.
 class Recorder : public SIGConsoleApplication {
  public:
@@ -33,26 +31,24 @@ class Recorder : public SIGConsoleApplication {
 
 // Surviving every number also shows that none of them ends or stops the process any more.
 TEST(SignalModule, EveryCatchableNumberReachesTheLastRegisteredObjectEachTime) {
-  const auto child = RunInChild(
-      [] {
-        auto replaced = std::make_shared<Recorder>();
-        auto recorder = std::make_shared<Recorder>();
-        signal::SetApplication(replaced);
-        signal::SetApplication(recorder);
-        signal::CatchAllSignals();
-        std::string wrong;
-        for (int sig = 1; sig <= 31; ++sig) {
-          if (sig != SIGKILL && sig != SIGSTOP) {
-            raise(sig);
-            raise(sig);
-            if (recorder->Received(sig) != 2 || replaced->Received(sig) != 0) {
-              wrong += std::to_string(sig) + " ";
-            }
-          }
+  const auto child = RunInChild([] {
+    auto replaced = std::make_shared<Recorder>();
+    auto recorder = std::make_shared<Recorder>();
+    signal::SetApplication(replaced);
+    signal::SetApplication(recorder);
+    signal::CatchAllSignals();
+    std::string wrong;
+    for (int sig = 1; sig <= 31; ++sig) {
+      if (sig != SIGKILL && sig != SIGSTOP) {
+        raise(sig);
+        raise(sig);
+        if (recorder->Received(sig) != 2 || replaced->Received(sig) != 0) {
+          wrong += std::to_string(sig) + " ";
         }
-        return "survived " + wrong;
-      },
-      kDeadline);
+      }
+    }
+    return "survived " + wrong;
+  });
   EXPECT_EQ(child.output, "survived ");
   EXPECT_TRUE(child.exited);
 }
@@ -97,14 +93,12 @@ TEST(SignalModule, SignalWithoutItsObjectEndsWithTheUnhandledStatus) {
                   },
                   SIGUSR2},
        }) {
-    const auto child = RunInChild(
-        [&c] {
-          c.prepare();
-          signal::CatchAllSignals();
-          raise(c.sig);
-          return std::string("returned");
-        },
-        kDeadline);
+    const auto child = RunInChild([&c] {
+      c.prepare();
+      signal::CatchAllSignals();
+      raise(c.sig);
+      return std::string("returned");
+    });
     EXPECT_TRUE(child.exited) << c.name;
     EXPECT_EQ(child.status, kUnhandledExceptionStatus) << c.name;
     EXPECT_EQ(child.output, "") << c.name;

@@ -30,25 +30,12 @@ storm() {
   last_request=$(micros "$last_request")
 }
 
-launched_after() {
-  local time
-  [[ -f $folder/open.times ]] || return 1
-  while read -r time; do
-    (($(micros "$time") > last_request)) && return 0
-  done <"$folder/open.times"
-  return 1
-}
-
+# The launch times the stand-in logged, in microseconds.
+launch_times() { [[ -f $folder/open.times ]] && awk '{ gsub(/[.,]/, ""); print }' "$folder/open.times"; }
+launched_after() { launch_times | awk -v last="$last_request" '$1 > last { found = 1 } END { exit !found }'; }
 closest_launches_us() {
-  local previous='' time closest=''
-  while read -r time; do
-    time=$(micros "$time")
-    if [[ -n $previous ]] && { [[ -z $closest ]] || ((time - previous < closest)); }; then
-      closest=$((time - previous))
-    fi
-    previous=$time
-  done <"$folder/open.times"
-  echo "${closest:-none}"
+  launch_times | awk 'NR > 1 && (!c || $1 - p < c) { c = $1 - p } { p = $1 }
+    END { if (c) printf "%d\n", c; else print "none" }'
 }
 
 start_session 60 "$agent"

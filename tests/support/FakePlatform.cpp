@@ -15,20 +15,6 @@ void* FakePlatform::LoadFunctionPointerFromLibrary(const String& function, const
   return PosixPlatform::LoadFunctionPointerFromLibrary(function, library);
 }
 
-bool FakePlatform::QuerySystemVersion(std::int32_t& result) {
-  if (version) {
-    result = *version;
-  }
-  return version.has_value();
-}
-
-void FakePlatform::WaitForEvents(std::int32_t milliseconds) {
-  waits.push_back(milliseconds);
-  if (onWait) {
-    onWait();
-  }
-}
-
 namespace {
 
 FakeLibrary theLibrary;

@@ -19,12 +19,20 @@ namespace zeb::test {
 class FakePlatform : public PosixPlatform {
  public:
   void* LoadFunctionPointerFromLibrary(const String& function, const String& library) override;
-  bool QuerySystemVersion(std::int32_t& result) override;
+  bool QuerySystemVersion(std::int32_t& result) override {
+    result = version.value_or(result);
+    return version.has_value();
+  }
   bool Detach() override {
     ++detachCalls;
     return true;
   }
-  void WaitForEvents(std::int32_t milliseconds) override;
+  void WaitForEvents(std::int32_t milliseconds) override {
+    waits.push_back(milliseconds);
+    if (onWait) {
+      onWait();
+    }
+  }
   Tick Ticks() override { return now; }
   String ExecutablePath() override { return executablePath; }
   void ReportUnhandledException(const RuntimeException& error) override {

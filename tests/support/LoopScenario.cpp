@@ -32,14 +32,14 @@ std::string LoopScenario::RunHere() {
     if (pass_ > passLimit) {
       std::raise(SIGTERM);
     } else if (atPass) {
-      atPass(Pass());
+      atPass(pass_);
     }
   };
   library.onCommand = [this](const String& command) {
     trace_ += Kind(command) + "@" + std::to_string(pass_) + " ";
     launchPumpDue_ = command == kLaunchCommand;
     if (duringCommand) {
-      duringCommand(command, Pass());
+      duringCommand(command, pass_);
     }
   };
   const ScopedPlatform scoped(platform);

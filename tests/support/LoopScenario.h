@@ -32,7 +32,6 @@ class LoopScenario {
   std::function<std::string()> afterRun;
   int passLimit = 2000;  // a quit signal ends a run that would go on
 
-  int Pass() const { return pass_; }
   // Runs the agent in a child and returns the trace.
   std::string Run();
 
