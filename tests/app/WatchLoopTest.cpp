@@ -52,22 +52,21 @@ TEST(WatchLoop, VersionGateDecidesWhetherTheAgentRuns) {
 }
 
 struct ClockCase {
-  const char* name;
   Tick start;
   Tick atPassOne;
   Tick atPassTwo;
 };
 
 TEST(WatchLoop, ChecksOnlyAfterMoreThanTenSecondsAlsoAcrossTheWrap) {
-  for (const ClockCase& c : {ClockCase{"plain", 0, 600, 601},
-                             ClockCase{"wrap", 2'147'483'000, 2'147'483'600, -2'147'483'643}}) {
+  for (const ClockCase& c :
+       {ClockCase{0, 600, 601}, ClockCase{2'147'483'000, 2'147'483'600, -2'147'483'643}}) {
     LoopScenario scenario;
     scenario.platform.now = c.start;
     scenario.library.outputs[kListingCommand] = "COMMAND\n";  // the session is over
     scenario.atPass = [&scenario, &c](int pass) {
       scenario.platform.now = pass == 1 ? c.atPassOne : c.atPassTwo;
     };
-    EXPECT_EQ(scenario.Run(), "listing@2 end@2 status=0") << c.name;
+    EXPECT_EQ(scenario.Run(), "listing@2 end@2 status=0") << c.start;
   }
 }
 

@@ -1,10 +1,11 @@
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <link.h>
 #include <sys/wait.h>
 
 #include <array>
 #include <cerrno>
+#include <filesystem>
+#include <iterator>
 
 #include "app/App.h"
 #include "shell/BoundFunction.h"
@@ -16,17 +17,9 @@ namespace {
 constexpr int kRepeats = 1000;
 constexpr std::array kBoundFunctions = {"usleep", "popen", "feof", "fread", "ferror", "pclose"};
 
-int OpenDescriptors() {
-  int count = 0;
-  DIR* const folder = ::opendir("/proc/self/fd");
-  if (folder == nullptr) {
-    return -1;
-  }
-  while (const dirent* entry = ::readdir(folder)) {
-    count += entry->d_name[0] != '.' ? 1 : 0;
-  }
-  ::closedir(folder);
-  return count;
+long OpenDescriptors() {
+  const std::filesystem::directory_iterator listing("/proc/self/fd");
+  return std::distance(begin(listing), end(listing));
 }
 
 int LoadedObjects() {
@@ -42,7 +35,7 @@ int LoadedObjects() {
 
 // What a thousand captures and six thousand bindings leave behind, in one line.
 std::string AfterManyCapturesAndBindings() {
-  const int descriptors = OpenDescriptors();
+  const long descriptors = OpenDescriptors();
   const int objects = LoadedObjects();
   class App app;
   String output;

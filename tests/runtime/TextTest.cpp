@@ -40,12 +40,5 @@ TEST(Text, NthFieldOutsideTheFieldsIsEmpty) {
   EXPECT_EQ(NthField("a,,c", ",", 2), "");
 }
 
-TEST(Text, ChrGivesOneCharacter) {
-  EXPECT_EQ(Chr(10), "\n");
-  EXPECT_EQ(Chr(0), "\0"s);
-  EXPECT_EQ(Chr(0xE9), "\xC3\xA9");
-  EXPECT_EQ(Chr(-1), "");
-}
-
 }  // namespace
 }  // namespace zeb

@@ -60,47 +60,31 @@ TEST(GetShell, RealCommandsGiveTheItemShape) {
   }
 }
 
-// 10 MB of every byte value, zero bytes included, laid out so that no item holds an empty line.
-String BinaryWithoutEmptyLines(std::size_t size) {
-  String data(size, '\0');
-  for (std::size_t at = 0; at < size; ++at) {
+TEST(GetShell, CapturesTenMegabytesOfBinaryExactly) {
+  // Every byte value, zero bytes included, laid out so that no item holds an empty line.
+  String data(10 * 1024 * 1024, '\0');
+  for (std::size_t at = 0; at < data.size(); ++at) {
     data[at] = static_cast<char>(at % 251);
   }
-  return data;
-}
-
-TEST(GetShell, CapturesTenMegabytesOfBinaryExactly) {
-  const String data = BinaryWithoutEmptyLines(10 * 1024 * 1024);
-  char path[] = "/tmp/zeb-capture-XXXXXX";
-  const int descriptor = mkstemp(path);
-  ASSERT_GE(descriptor, 0);
-  close(descriptor);
+  const std::string path = testing::TempDir() + "zeb-capture-" + std::to_string(getpid());
   std::ofstream(path, std::ios::binary) << data;
-  const String output = CaptureOf(String("cat ") + path);
-  unlink(path);
-  ASSERT_EQ(output.size(), data.size() + 1024);
-  EXPECT_TRUE(output.compare(0, data.size(), data) == 0);
-  EXPECT_EQ(output.substr(data.size()), Zeros(1024));
+  const String output = CaptureOf("cat " + path);
+  unlink(path.c_str());
+  EXPECT_EQ(output.size(), data.size() + 1024);
+  EXPECT_TRUE(output == data + Zeros(1024));
 }
-
-struct PassCount {
-  std::size_t bytes;
-  int passes;
-};
 
 TEST(GetShell, BindsEachStreamFunctionOncePerUse) {
-  for (const PassCount& c : {PassCount{0, 1}, PassCount{100, 1}, PassCount{512, 2},
-                             PassCount{1500, 3}, PassCount{2048, 5}}) {
+  for (const auto& [bytes, n] : std::initializer_list<std::pair<std::size_t, int>>{
+           {0, 1}, {100, 1}, {512, 2}, {1500, 3}, {2048, 5}}) {
     test::FakePlatform platform;
-    test::FakeLibrary& library = test::FakeLibrary::InstallInto(platform);
-    library.outputs["listing"] = Repeat('x', c.bytes);
+    test::FakeLibrary::InstallInto(platform).outputs["listing"] = Repeat('x', bytes);
     const ScopedPlatform scoped(platform);
     CaptureOf("listing");
-    const int n = c.passes;
     EXPECT_EQ(platform.lookups,
               (std::map<String, int>{
                   {"popen", 1}, {"feof", n + 1}, {"fread", n + 1}, {"ferror", n}, {"pclose", 1}}))
-        << c.bytes << " bytes";
+        << bytes << " bytes";
   }
 }
 

@@ -93,16 +93,15 @@ TEST(SignalModule, SignalWithoutItsObjectEndsWithTheUnhandledStatus) {
                   },
                   SIGUSR2},
        }) {
-    const auto child = RunInChild([&c] {
-      c.prepare();
-      signal::CatchAllSignals();
-      raise(c.sig);
-      return std::string("returned");
-    });
-    EXPECT_TRUE(child.exited) << c.name;
-    EXPECT_EQ(child.status, kUnhandledExceptionStatus) << c.name;
-    EXPECT_EQ(child.output, "") << c.name;
-    EXPECT_EQ(child.errors, "Unhandled NilObjectException: raised in a signal handler\n") << c.name;
+    EXPECT_EXIT(
+        {
+          c.prepare();
+          signal::CatchAllSignals();
+          raise(c.sig);
+        },
+        testing::ExitedWithCode(kUnhandledExceptionStatus),
+        "^Unhandled NilObjectException: raised in a signal handler\n$")
+        << c.name;
   }
 }
 

@@ -23,8 +23,7 @@ std::string ReadAndClose(FILE* file) {
 }
 
 // An exception escaping the body ends the child with SIGABRT, which the caller sees.
-[[noreturn]] void RunBody(const std::function<std::string()>& body, FILE* output, FILE* errors) {
-  ::dup2(::fileno(errors), STDERR_FILENO);
+[[noreturn]] void RunBody(const std::function<std::string()>& body, FILE* output) {
   const std::string text = body();
   std::fwrite(text.data(), 1, text.size(), output);
   std::fflush(output);
@@ -51,21 +50,19 @@ int WaitUntil(pid_t child, std::chrono::steady_clock::time_point deadline, bool&
 ChildResult RunInChild(const std::function<std::string()>& body,
                        std::chrono::milliseconds deadline) {
   FILE* const output = std::tmpfile();
-  FILE* const errors = std::tmpfile();
-  if (output == nullptr || errors == nullptr) {
+  if (output == nullptr) {
     std::abort();
   }
   std::fflush(nullptr);
   const pid_t child = ::fork();
   if (child == 0) {
-    RunBody(body, output, errors);
+    RunBody(body, output);
   }
   ChildResult result;
   const int status = WaitUntil(child, std::chrono::steady_clock::now() + deadline, result.timedOut);
   result.exited = WIFEXITED(status);
   result.status = result.exited ? WEXITSTATUS(status) : WTERMSIG(status);
   result.output = ReadAndClose(output);
-  result.errors = ReadAndClose(errors);
   return result;
 }
 

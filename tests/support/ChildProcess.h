@@ -11,7 +11,6 @@ struct ChildResult {
   int status = -1;        // exit status, or the number of the signal that ended it
   bool timedOut = false;  // killed at the deadline
   std::string output;     // what the body returned
-  std::string errors;     // what the child wrote to standard error
 };
 
 // Runs `body` in a forked child, so that signal handlers and exits stay out of the test runner.
