@@ -5,8 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-# lib32z1: the reliability tests load the 32-bit zlib as a library that is not the C library.
-packages=(cmake g++-multilib googletest lib32z1)
+packages=(cmake g++-multilib googletest)
 missing=()
 for package in "${packages[@]}"; do
   dpkg -s "$package" >/dev/null 2>&1 || missing+=("$package")
