@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "runtime/Text.h"
 #include "runtime/Ticks.h"
@@ -8,6 +9,9 @@
 namespace zeb {
 
 class RuntimeException;
+
+// The name under which the loader knows the system's C library.
+inline constexpr std::string_view kSystemLibrary = "System.framework";
 
 // Every effect the runtime has on the platform goes through here, so that tests can put
 // fakes in its place for the length of a test.

@@ -6,8 +6,6 @@
 
 namespace zeb {
 
-inline constexpr std::string_view kSystemLibrary = "System.framework";
-
 // Entry address of `function` in `library`, or null; the runtime's loader, through the platform.
 void* LoadFunctionPointerFromLibrary(const String& function, const String& library);
 

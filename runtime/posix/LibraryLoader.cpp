@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "runtime/IdlePath.h"
+#include "runtime/Platform.h"
 #include "runtime/posix/Posix.h"
 
 namespace zeb::posix {
@@ -39,13 +40,9 @@ constexpr const char* kCLibrary = "/usr/lib/libSystem.B.dylib";
 constexpr const char* kCLibrary = "libc.so.6";
 #endif
 
-constexpr std::string_view kSystemLibraryName = "System.framework";
-
 // Plain loops rather than the C library's string functions: this runs in every idle pass, and
 // those would be more cold pages to touch.
-bool IsSystemLibrary(const String& library) {
-  return std::ranges::equal(library, kSystemLibraryName);
-}
+bool IsSystemLibrary(const String& library) { return std::ranges::equal(library, kSystemLibrary); }
 
 bool HasZeroByte(const String& text) { return std::ranges::find(text, '\0') != text.end(); }
 
