@@ -10,14 +10,12 @@ namespace zeb {
 
 class MyApplication;
 
-// The agent's application object. Its Run event is the agent's whole working life.
+// The agent's application object. Its Run event (WatchLoop.cpp) is the agent's whole life.
 class App : public ConsoleApplication {
  public:
   std::int32_t Event_Run(const std::vector<String>& arguments) override;
 
-  // Runs `command` through the shell and captures its standard output into `output`: in items
-  // of 512 bytes, each cut at its first empty line, zero padding kept, and one more item of
-  // zero bytes at the end. `output` is emptied first and sees every append at once.
+  // Runs `command` through the shell and captures its output into `output` (shell::Capture).
   virtual void GetShell(String& output, String command);
 
   std::shared_ptr<MyApplication> mMyApplication;
@@ -26,8 +24,9 @@ class App : public ConsoleApplication {
   static_assert(std::atomic<bool>::is_always_lock_free);
 };
 
-// The one registered App object, or null. Safe in signal context. Inside App's own members the
-// class name hides this function: call it there as zeb::App().
+// The one registered App object, or null: a plain load, safe in signal context, since the
+// checked cast ran once when start-up registered the object. Inside App's own members the class
+// name hides this function: call it there as zeb::App().
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wshadow"  // the accessor is named after the class on purpose
 class App* App() noexcept;

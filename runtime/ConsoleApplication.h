@@ -1,16 +1,33 @@
 #pragma once
 
+// The console application and the system services around it: the runtime's start, run and exit
+// steps, the registration of the one application object, the event pump, detaching, the
+// executable's name, the system version query and the report of an unhandled exception.
+
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <vector>
 
-#include "runtime/FolderItem.h"
+#include "runtime/Exceptions.h"
 #include "runtime/Text.h"
 
 namespace zeb {
 
+inline constexpr std::int32_t kUnhandledExceptionStatus = 1;
+
 // Gives other cooperative work a turn. There is none in this program, so it returns at once.
 inline void BackgroundTask() noexcept {}
+
+class FolderItem {
+ public:
+  explicit FolderItem(String path) : path_(std::move(path)) {}
+  // The last component of the path, without any folder part.
+  String Name() const;
+
+ private:
+  String path_;
+};
 
 class ConsoleApplication {
  public:
@@ -23,16 +40,47 @@ class ConsoleApplication {
 
   // Services pending work, then returns after about `milliseconds`.
   virtual void DoEvents(std::int32_t milliseconds);
-  // Goes on in a background process of its own; false if it could not detach.
+  // Goes on in a background process of its own; false if a step of detaching failed.
   virtual bool Daemonize();
-  virtual void YieldToNextThread();
-
-  // The running executable; null when its path cannot be found.
+  // The running executable, under the name it was started by; null when unknown.
   std::unique_ptr<FolderItem> ExecutableFile() const;
 
-  // The Run event: the application's whole working life. Its result is the exit status;
-  // an application that does not handle it exits with 0.
-  virtual std::int32_t Event_Run(const std::vector<String>& arguments);
+  // The Run event: the application's whole working life; its result is the exit status.
+  virtual std::int32_t Event_Run(const std::vector<String>& arguments) = 0;
 };
+
+class SystemClass {
+ public:
+  // Answers a system query: "sysv" gives the system version as 0xMMmb. False when the query
+  // fails or is unknown; `result` is then left as it was.
+  bool Gestalt(const String& selector, std::int32_t& result);
+};
+
+// The single system object.
+SystemClass* System() noexcept;
+
+// The runtime's steps, in the order start-up calls them.
+void RuntimeInit(int argc, const char* const* argv);
+void RuntimeAllocatePluginEntrypointsTable(std::size_t entries);
+// The registration owns `app` for the rest of the run.
+void RuntimeRegisterConsoleAppObject(std::shared_ptr<ConsoleApplication> app, bool option);
+// Raises the registered object's Run event and keeps its result as the exit status.
+void RuntimeRun();
+// Reports an exception that no code caught and makes the exit status non-zero.
+void RuntimeUnhandledException(const RuntimeException& error);
+std::int32_t RuntimeExit();
+
+// The registered application object, or null.
+ConsoleApplication* getAppObject() noexcept;
+
+// The report line: the exception's class and its message.
+String UnhandledExceptionLine(const RuntimeException& error);
+
+namespace internal {
+
+// Hands whatever was thrown to the runtime as a RuntimeException.
+void UnhandledException(const std::exception_ptr& thrown);
+
+}  // namespace internal
 
 }  // namespace zeb

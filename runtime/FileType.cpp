@@ -1,10 +1,8 @@
 #include "runtime/FileType.h"
 
-#include "runtime/FileTypeRegistry.h"
+#include <algorithm>
 
 namespace zeb {
-
-FileType::~FileType() { Deregister(); }
 
 void FileType::Name(String value) {
   Deregister();
@@ -43,6 +41,20 @@ void FileType::Deregister() noexcept {
 FileType::operator String() {
   Register();
   return name_;
+}
+
+std::vector<FileTypeRecord>& RuntimeFileTypes() noexcept {
+  static std::vector<FileTypeRecord> registered;
+  return registered;
+}
+
+void RuntimeRegisterFileType(const String& name, const String& macCreator, const String& macType,
+                             const String& extensions) {
+  RuntimeFileTypes().push_back({name, macCreator, macType, extensions});
+}
+
+void RuntimeDeregisterFileType(const String& name) noexcept {
+  std::erase_if(RuntimeFileTypes(), [&](const FileTypeRecord& type) { return type.name == name; });
 }
 
 }  // namespace zeb

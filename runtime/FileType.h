@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include "runtime/Text.h"
 
 namespace zeb {
@@ -13,15 +15,11 @@ class FileType {
   FileType& operator=(const FileType&) = delete;
   FileType(FileType&&) = delete;
   FileType& operator=(FileType&&) = delete;
-  ~FileType();
+  ~FileType() { Deregister(); }
 
-  const String& Name() const noexcept { return name_; }
   void Name(String value);
-  const String& MacCreator() const noexcept { return macCreator_; }
   void MacCreator(String value);
-  const String& MacType() const noexcept { return macType_; }
   void MacType(String value);
-  const String& Extensions() const noexcept { return extensions_; }
   void Extensions(String value);
 
   void Register();
@@ -37,5 +35,20 @@ class FileType {
   String extensions_;
   bool registered_ = false;
 };
+
+// The runtime's registered file types: name, creator, type, extensions.
+struct FileTypeRecord {
+  String name;
+  String macCreator;
+  String macType;
+  String extensions;
+
+  bool operator==(const FileTypeRecord&) const = default;
+};
+
+std::vector<FileTypeRecord>& RuntimeFileTypes() noexcept;
+void RuntimeRegisterFileType(const String& name, const String& macCreator, const String& macType,
+                             const String& extensions);
+void RuntimeDeregisterFileType(const String& name) noexcept;
 
 }  // namespace zeb

@@ -6,22 +6,6 @@
 
 namespace zeb {
 
-namespace {
-
-template <typename Value>
-Value Load(const std::byte* from) {
-  Value value{};
-  std::memcpy(&value, from, sizeof value);
-  return value;
-}
-
-template <typename Value>
-void Store(std::byte* to, Value value) {
-  std::memcpy(to, &value, sizeof value);
-}
-
-}  // namespace
-
 MemoryBlock::MemoryBlock(std::int32_t size) {
   if (size < 0) {
     throw OutOfBoundsException("negative block size");
@@ -45,20 +29,14 @@ std::byte* MemoryBlock::At(std::int32_t offset, std::size_t width) const {
   return address_ + offset;
 }
 
-std::int32_t MemoryBlock::Long(std::int32_t offset) const {
-  return Load<std::int32_t>(At(offset, sizeof(std::int32_t)));
-}
-
-void MemoryBlock::Long(std::int32_t offset, std::int32_t value) {
-  Store(At(offset, sizeof value), value);
-}
-
 std::intptr_t MemoryBlock::Ptr(std::int32_t offset) const {
-  return Load<std::intptr_t>(At(offset, sizeof(std::intptr_t)));
+  std::intptr_t value = 0;
+  std::memcpy(&value, At(offset, sizeof value), sizeof value);
+  return value;
 }
 
 void MemoryBlock::Ptr(std::int32_t offset, std::intptr_t value) {
-  Store(At(offset, sizeof value), value);
+  std::memcpy(At(offset, sizeof value), &value, sizeof value);
 }
 
 String MemoryBlock::StringValue(std::int32_t offset, std::int32_t length) const {

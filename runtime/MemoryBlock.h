@@ -18,11 +18,7 @@ class MemoryBlock {
   std::int32_t Size() const noexcept { return size_; }
   void* Address() const noexcept { return address_; }
 
-  // Signed 32-bit integer in the machine's byte order.
-  std::int32_t Long(std::int32_t offset) const;
-  void Long(std::int32_t offset, std::int32_t value);
-
-  // Pointer-wide integer, for handles wider than 32 bits.
+  // A pointer-wide integer in the machine's byte order: a stream handle, say.
   std::intptr_t Ptr(std::int32_t offset) const;
   void Ptr(std::int32_t offset, std::intptr_t value);
 

@@ -1,10 +1,14 @@
 #pragma once
 
+// The one seam between the runtime and the operating system. Every platform effect goes through
+// CurrentPlatform(), so that tests can drive a whole run in-process with a subclass that fakes
+// what it needs and leaves the rest real. The real implementation is PosixPlatform.cpp (Linux
+// and macOS).
+
 #include <cstdint>
 #include <string_view>
 
 #include "runtime/Text.h"
-#include "runtime/Ticks.h"
 
 namespace zeb {
 
@@ -13,8 +17,6 @@ class RuntimeException;
 // The name under which the loader knows the system's C library.
 inline constexpr std::string_view kSystemLibrary = "System.framework";
 
-// Every effect the runtime has on the platform goes through here, so that tests can put
-// fakes in its place for the length of a test.
 class Platform {
  public:
   Platform() = default;
@@ -24,18 +26,22 @@ class Platform {
   Platform& operator=(Platform&&) = delete;
   virtual ~Platform() = default;
 
-  // Entry address of `function` in `library`, or null.
-  virtual void* LoadFunctionPointerFromLibrary(const String& function, const String& library) = 0;
-  // The system version as 0xMMmb; false where the system has no such query.
-  virtual bool QuerySystemVersion(std::int32_t& version) = 0;
-  // Goes on in a process detached from the starter and its terminal; false if it cannot.
-  virtual bool Detach() = 0;
-  // Returns after about `milliseconds`; at once for zero or less.
-  virtual void WaitForEvents(std::int32_t milliseconds) = 0;
-  virtual Tick Ticks() = 0;
-  // Path of the running executable; empty when unknown.
-  virtual String ExecutablePath() = 0;
-  virtual void ReportUnhandledException(const RuntimeException& error) = 0;
+  // Entry address of `function` in `library`, or null. Only kSystemLibrary is known; it is
+  // opened and given back at every call, so no address is kept from one call to the next.
+  virtual void* LoadFunctionPointerFromLibrary(const String& function, std::string_view library);
+  // The system version as 0xMMmb; false where the system has no such query (Linux).
+  virtual bool QuerySystemVersion(std::int32_t& version);
+  // Goes on in a process of its own, detached from the starter and its terminal, at /, with
+  // the standard streams on /dev/null; false if a step failed.
+  virtual bool Detach();
+  // Returns after about `milliseconds`, also when signals arrive meanwhile; at once for zero or
+  // less.
+  virtual void WaitForEvents(std::int32_t milliseconds);
+  virtual Tick Ticks();
+  // The path the program was started under (not the resolved file); empty when unknown.
+  virtual String ExecutablePath();
+  // One line on standard error; nothing when it is closed.
+  virtual void ReportUnhandledException(const RuntimeException& error);
 };
 
 Platform& CurrentPlatform() noexcept;

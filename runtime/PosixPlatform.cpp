@@ -1,37 +1,240 @@
-#include "runtime/PosixPlatform.h"
+// The platform for Linux and macOS. The macOS branches use only calls that Mac OS X 10.4 has,
+// the last system on which the agent does its job (10.5 and later only ask for the version).
 
+#include <dlfcn.h>
+#include <fcntl.h>
 #include <unistd.h>
 
-#include "runtime/IdlePath.h"
-#include "runtime/Runtime.h"
-#include "runtime/SystemVersion.h"
-#include "runtime/posix/Posix.h"
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <ctime>
+#include <vector>
+
+#if defined(__APPLE__)
+#include <mach-o/dyld.h>
+#include <mach/mach_time.h>
+#include <sys/sysctl.h>
+#else
+#include <sys/auxv.h>
+#endif
+
+#include "runtime/ConsoleApplication.h"
+#include "runtime/Platform.h"
 
 namespace zeb {
 
-ZEB_IDLE_PATH void* PosixPlatform::LoadFunctionPointerFromLibrary(const String& function,
-                                                                  const String& library) {
-  return posix::LoadFunction(function, library);
+namespace {
+
+// Library -------------------------------------------------------------------------------------
+
+#if defined(__APPLE__)
+constexpr const char* kCLibrary = "/usr/lib/libSystem.B.dylib";
+#else
+constexpr const char* kCLibrary = "libc.so.6";
+#endif
+
+// A library reference that is given back however the scope is left.
+class LibraryHandle {
+ public:
+  explicit LibraryHandle(const char* path) noexcept
+      : handle_(::dlopen(path, RTLD_LAZY | RTLD_LOCAL)) {}
+  LibraryHandle(const LibraryHandle&) = delete;
+  LibraryHandle& operator=(const LibraryHandle&) = delete;
+  LibraryHandle(LibraryHandle&&) = delete;
+  LibraryHandle& operator=(LibraryHandle&&) = delete;
+  ~LibraryHandle() {
+    if (handle_ != nullptr) {
+      ::dlclose(handle_);
+    }
+  }
+
+  void* Symbol(const char* name) const noexcept {
+    return handle_ == nullptr ? nullptr : ::dlsym(handle_, name);
+  }
+
+ private:
+  void* handle_;
+};
+
+// Clock ---------------------------------------------------------------------------------------
+
+constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
+constexpr std::int64_t kNanosecondsPerMillisecond = 1'000'000;
+
+std::int64_t MonotonicNanoseconds() {
+#if defined(__APPLE__)
+  mach_timebase_info_data_t base{};
+  ::mach_timebase_info(&base);
+  const std::uint64_t units = ::mach_absolute_time();
+  // Split so that the multiplication cannot overflow on a long uptime.
+  return static_cast<std::int64_t>(units / base.denom * base.numer +
+                                   units % base.denom * base.numer / base.denom);
+#else
+  timespec now{};
+  ::clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<std::int64_t>(now.tv_sec) * kNanosecondsPerSecond + now.tv_nsec;
+#endif
 }
 
-bool PosixPlatform::QuerySystemVersion(std::int32_t& version) {
-  return QueryRunningSystemVersion(version);
+timespec ToTimespec(std::int64_t nanoseconds) {
+  timespec time{};
+  time.tv_sec = static_cast<time_t>(nanoseconds / kNanosecondsPerSecond);
+  time.tv_nsec = static_cast<long>(nanoseconds % kNanosecondsPerSecond);
+  return time;
 }
 
-bool PosixPlatform::Detach() { return posix::DetachFromStarter(); }
+// Detaching -----------------------------------------------------------------------------------
 
-ZEB_IDLE_PATH void PosixPlatform::WaitForEvents(std::int32_t milliseconds) {
-  posix::SleepMilliseconds(milliseconds);
+// Descriptors inherited from the starter would keep its pipes and files open for the session.
+void CloseInheritedDescriptors() {
+#if defined(__linux__)
+  if (::close_range(STDERR_FILENO + 1, ~0U, 0) == 0) {
+    return;
+  }
+#endif
+  const long limit = ::sysconf(_SC_OPEN_MAX);
+  constexpr long kMostDescriptors = 1 << 16;
+  const int last =
+      static_cast<int>(limit > 0 && limit < kMostDescriptors ? limit : kMostDescriptors);
+  for (int descriptor = STDERR_FILENO + 1; descriptor < last; ++descriptor) {
+    ::close(descriptor);
+  }
 }
 
-ZEB_IDLE_PATH Tick PosixPlatform::Ticks() { return posix::MonotonicTicks(); }
+// Streams the starter left closed come back as 0, 1 or 2 from open() and stay: not
+// close-on-exec, so that every command the agent runs has all three open too.
+bool StandardStreamsToNull() {
+  const int null = ::open("/dev/null", O_RDWR);
+  if (null < 0) {
+    return false;
+  }
+  bool all = true;
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    all = (null == stream || ::dup2(null, stream) >= 0) && all;
+  }
+  if (null > STDERR_FILENO) {
+    ::close(null);
+  }
+  return all;
+}
 
-String PosixPlatform::ExecutablePath() { return posix::ExecutablePath(); }
+}  // namespace
 
-void PosixPlatform::ReportUnhandledException(const RuntimeException& error) {
+// NOLINTBEGIN(readability-convert-member-functions-to-static): the seam's members are virtual
+
+[[gnu::hot]] void* Platform::LoadFunctionPointerFromLibrary(const String& function,
+                                                            std::string_view library) {
+  if (library != kSystemLibrary || function.find('\0') != String::npos) {
+    return nullptr;
+  }
+  // The C library is linked into the process, so closing this reference never unloads it and
+  // the address stays good after the handle is given back.
+  const LibraryHandle cLibrary(kCLibrary);
+  return cLibrary.Symbol(function.c_str());
+}
+
+bool Platform::QuerySystemVersion([[maybe_unused]] std::int32_t& version) {
+#if defined(__APPLE__)
+  std::array<char, 32> release{};
+  std::size_t size = release.size();
+  int darwin = 0;
+  int update = 0;
+  if (::sysctlbyname("kern.osrelease", release.data(), &size, nullptr, 0) != 0 ||
+      std::sscanf(release.data(), "%d.%d", &darwin, &update) < 1) {
+    return false;
+  }
+  // Darwin 8 is 10.4, Darwin 9 is 10.5, and so on; its minor number is the bug-fix release.
+  // Later systems clamp to 10.9.9, which is all the version gate needs to know of them.
+  constexpr int kFirstDarwinOfTen = 4;
+  version = 0x1000 | std::clamp(darwin - kFirstDarwinOfTen, 0, 9) << 4 | std::clamp(update, 0, 9);
+  return true;
+#else
+  return false;
+#endif
+}
+
+bool Platform::Detach() {
+  const pid_t child = ::fork();
+  if (child < 0) {
+    return false;
+  }
+  if (child > 0) {
+    ::_exit(0);  // the starter is done; _exit, so that nothing buffered is flushed twice
+  }
+  // A new session has no controlling terminal, and the child of a fork never leads a group.
+  const bool detached = ::setsid() >= 0;
+  const bool atRoot = ::chdir("/") == 0;
+  CloseInheritedDescriptors();
+  return StandardStreamsToNull() && detached && atRoot;
+}
+
+// Waits until a fixed deadline, so that signals arriving meanwhile only resume the wait and a
+// burst of them cannot turn the loop into a spin.
+[[gnu::hot]] void Platform::WaitForEvents(std::int32_t milliseconds) {
+  if (milliseconds <= 0) {
+    return;
+  }
+  const std::int64_t deadline = MonotonicNanoseconds() + milliseconds * kNanosecondsPerMillisecond;
+#if defined(__APPLE__)
+  for (std::int64_t left = deadline - MonotonicNanoseconds(); left > 0;
+       left = deadline - MonotonicNanoseconds()) {
+    const timespec pause = ToTimespec(left);
+    ::nanosleep(&pause, nullptr);
+  }
+#else
+  const timespec until = ToTimespec(deadline);
+  while (::clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
+  }
+#endif
+}
+
+[[gnu::hot]] Tick Platform::Ticks() {
+  const std::int64_t ticks = MonotonicNanoseconds() / (kNanosecondsPerSecond / kTicksPerSecond);
+  return static_cast<Tick>(static_cast<std::uint32_t>(ticks));  // the low 32 bits: it wraps
+}
+
+// The path given to exec, which is what the process listing names the agent by: a symbolic
+// link keeps its own name, and a file replaced while the agent runs changes nothing.
+String Platform::ExecutablePath() {
+#if defined(__APPLE__)
+  std::uint32_t size = PATH_MAX;
+  std::vector<char> path(size);
+  if (::_NSGetExecutablePath(path.data(), &size) != 0) {
+    path.resize(size);
+    if (::_NSGetExecutablePath(path.data(), &size) != 0) {
+      return {};
+    }
+  }
+  return path.data();
+#else
+  const auto* const path = reinterpret_cast<const char*>(::getauxval(AT_EXECFN));
+  return path == nullptr ? String() : String(path);
+#endif
+}
+
+void Platform::ReportUnhandledException(const RuntimeException& error) {
   const String line = UnhandledExceptionLine(error);
-  // One line or nothing: a closed standard error is no reason to fail harder.
   static_cast<void>(::write(STDERR_FILENO, line.data(), line.size()));
 }
+
+// NOLINTEND(readability-convert-member-functions-to-static)
+
+namespace {
+
+Platform thePosixPlatform;
+Platform* current = &thePosixPlatform;
+
+}  // namespace
+
+Platform& CurrentPlatform() noexcept { return *current; }
+
+ScopedPlatform::ScopedPlatform(Platform& platform) noexcept : previous_(current) {
+  current = &platform;
+}
+
+ScopedPlatform::~ScopedPlatform() { current = previous_; }
 
 }  // namespace zeb

@@ -3,38 +3,17 @@
 #include <algorithm>
 #include <limits>
 
+#include "runtime/Platform.h"
+
 namespace zeb {
 
-namespace {
-
-constexpr std::int32_t kLastAsciiCode = 0x7F;
-constexpr std::int32_t kLastCodePoint = 0x10FFFF;
-
-char Byte(std::int32_t value) { return static_cast<char>(static_cast<unsigned char>(value)); }
-
-String Utf8(std::int32_t code) {
-  if (code <= 0x7FF) {
-    return {Byte(0xC0 | (code >> 6)), Byte(0x80 | (code & 0x3F))};
-  }
-  if (code <= 0xFFFF) {
-    return {Byte(0xE0 | (code >> 12)), Byte(0x80 | ((code >> 6) & 0x3F)),
-            Byte(0x80 | (code & 0x3F))};
-  }
-  return {Byte(0xF0 | (code >> 18)), Byte(0x80 | ((code >> 12) & 0x3F)),
-          Byte(0x80 | ((code >> 6) & 0x3F)), Byte(0x80 | (code & 0x3F))};
-}
-
-}  // namespace
-
 String Chr(std::int32_t code) {
-  if (code < 0 || code > kLastCodePoint) {
+  constexpr std::int32_t kLastAsciiCode = 0x7F;
+  if (code < 0 || code > kLastAsciiCode) {
     return {};
   }
-  if (code <= kLastAsciiCode) {
-    // Not braces: they would pick the initializer-list constructor and give two characters.
-    return String(1, Byte(code));  // NOLINT(modernize-return-braced-init-list)
-  }
-  return Utf8(code);
+  // Not braces: they would pick the initializer-list constructor and give two characters.
+  return String(1, static_cast<char>(code));  // NOLINT(modernize-return-braced-init-list)
 }
 
 std::int32_t CountFields(std::string_view source, std::string_view delimiter) {
@@ -65,5 +44,7 @@ String NthField(std::string_view source, std::string_view delimiter, std::int32_
   const auto end = delimiter.empty() ? std::string_view::npos : source.find(delimiter, start);
   return String(source.substr(start, end == std::string_view::npos ? end : end - start));
 }
+
+[[gnu::hot]] Tick Ticks() { return CurrentPlatform().Ticks(); }
 
 }  // namespace zeb

@@ -1,5 +1,8 @@
 #pragma once
 
+// Strings and the tick clock: the small functions the watch loop and the shell capture scan and
+// time with.
+
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -9,14 +12,27 @@ namespace zeb {
 // Counted bytes. A zero byte is an ordinary character; concatenation is `+`.
 using String = std::string;
 
-// One character: a single byte for codes 0 to 127, UTF-8 above; empty for invalid codes.
+// A one-byte String for codes 0 to 127; empty for any other code.
 String Chr(std::int32_t code);
 
 // Number of occurrences of `delimiter` in `source` plus one. Matches are byte-exact and never
-// overlap. An empty delimiter never matches.
+// overlap; an empty delimiter never matches.
 std::int32_t CountFields(std::string_view source, std::string_view delimiter);
 
 // Field `index` (1-based) of the same split as CountFields; empty when there is no such field.
 String NthField(std::string_view source, std::string_view delimiter, std::int32_t index);
+
+// Sixtieths of a second from a fixed moment; the count wraps at the 32-bit limit.
+using Tick = std::int32_t;
+inline constexpr Tick kTicksPerSecond = 60;
+
+Tick Ticks();
+
+// later - earlier with 32-bit wrap-around, as a signed number, so that intervals stay right
+// when the count passes the largest Int32.
+constexpr std::int32_t TickDifference(Tick later, Tick earlier) noexcept {
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(later) -
+                                   static_cast<std::uint32_t>(earlier));
+}
 
 }  // namespace zeb

@@ -3,10 +3,10 @@
 #include <csignal>
 
 #include "app/App.h"
-#include "runtime/SignalContextFailure.h"
 
 namespace zeb {
 
+// Signal context: see SignalModule.h for what may run here.
 void MyApplication::Event_SignalCaught(std::int32_t sig) noexcept {
   if (sig == SIGUSR2) {
     class App* const app = App();

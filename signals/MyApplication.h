@@ -2,12 +2,12 @@
 
 #include <atomic>
 
-#include "signals/SIGConsoleApplication.h"
+#include "signals/SignalModule.h"
 
 namespace zeb {
 
 // Turns caught signals into requests that the watch loop acts on later: SIGUSR2 asks App for a
-// launch, SIGINT, SIGTERM and SIGQUIT ask for an orderly end.
+// launch; SIGINT, SIGTERM and SIGQUIT ask for an orderly end; every other number does nothing.
 class MyApplication : public SIGConsoleApplication {
  public:
   void Event_SignalCaught(std::int32_t sig) noexcept override;

@@ -1,19 +1,22 @@
 #include "signals/SignalModule.h"
 
+#include <unistd.h>
+
 #include <csignal>
+#include <string_view>
 
 #include "runtime/ConsoleApplication.h"
-#include "runtime/Exceptions.h"
-#include "runtime/SignalContextFailure.h"
 
-namespace zeb::signal {
+namespace zeb {
 
-namespace {
+void RaiseNilObjectExceptionInSignalContext() noexcept {
+  static constexpr std::string_view kLine =
+      "Unhandled NilObjectException: raised in a signal handler\n";
+  static_cast<void>(::write(STDERR_FILENO, kLine.data(), kLine.size()));
+  ::_exit(kUnhandledExceptionStatus);
+}
 
-constexpr std::int32_t kFirstSignal = 1;
-constexpr std::int32_t kLastSignal = 32;
-
-}  // namespace
+namespace signal {
 
 constinit ApplicationReference myApp;
 
@@ -28,6 +31,8 @@ void SetApplication(std::shared_ptr<SIGConsoleApplication> app) noexcept {
 }
 
 void CatchAllSignals() {
+  constexpr std::int32_t kFirstSignal = 1;
+  constexpr std::int32_t kLastSignal = 32;
   for (std::int32_t sig = kFirstSignal; sig <= kLastSignal; ++sig) {
     const MemoryBlock handler = MemoryBlock::FromAddress(reinterpret_cast<void*>(&sigHandler));
     InstallHandler(sig, &handler);
@@ -44,10 +49,8 @@ void InstallHandler(std::int32_t sig, const MemoryBlock* handler) {
   sigemptyset(&action.sa_mask);
   // SA_RESTART: a signal must not cut short a capture's reads or pclose's wait, or a listing
   // would come back incomplete. Without SA_RESETHAND the handler stays after each delivery.
-  // Timed sleeps still end early on a signal, which keeps the loop quick to answer.
   action.sa_flags = SA_RESTART;
-  // The system refuses some numbers (SIGKILL, SIGSTOP, numbers it does not have): left unseen.
-  static_cast<void>(::sigaction(sig, &action, nullptr));
+  static_cast<void>(::sigaction(sig, &action, nullptr));  // refusals are left unseen
 }
 
 void sigHandler(int sig) noexcept {
@@ -64,4 +67,6 @@ void myAppExit() noexcept { myApp.Reset(nullptr); }
 
 }  // namespace internal
 
-}  // namespace zeb::signal
+}  // namespace signal
+
+}  // namespace zeb

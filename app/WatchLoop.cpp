@@ -1,13 +1,17 @@
+// The agent's working life: App's Run event.
+//
+// On Mac OS X 10.5 and later it returns at once. Otherwise it detaches, arms the signal path and
+// makes a pass about every 110 ms: a 10 ms pump, a 100 ms pause, then whatever the two flags ask
+// for. The flags are set in signal context and only read here:
+//   DoLaunch (App)                SIGUSR2: run the launch command in the next pass;
+//   quitRequested (MyApplication) SIGINT, SIGTERM, SIGQUIT: end at the end of this pass.
+// Every ten seconds it lists its user's processes. The loop ends in three ways: a second copy of
+// the agent in the listing, no "loginwindow" in it, or a quit request. Every end returns 0.
+
 #include <unistd.h>
 
-#include <string_view>
-
 #include "app/App.h"
-#include "runtime/Exceptions.h"
-#include "runtime/IdlePath.h"
-#include "runtime/SystemClass.h"
-#include "runtime/Ticks.h"
-#include "shell/BoundFunction.h"
+#include "shell/Shell.h"
 #include "signals/MyApplication.h"
 #include "signals/SignalModule.h"
 
@@ -15,37 +19,31 @@ namespace zeb {
 
 namespace {
 
-constexpr const char* kVersionSelector = "sysv";
 constexpr std::int32_t kFirstQuietVersion = 0x1050;  // 10.5 and later: the agent does nothing
 constexpr std::int32_t kPumpMilliseconds = 10;
 constexpr useconds_t kPauseMicroseconds = 100000;
-constexpr std::string_view kPauseFunction = "usleep";
 constexpr std::int32_t kCheckIntervalTicks = 600;  // a check needs more than this
 constexpr const char* kLaunchCommand =
     "/usr/bin/open /Library/Application\\ Support/Brightloom\\ Utilities\\ "
     "Support/ZEB_Helper/ZEB_Messenger.app";
 constexpr const char* kListingCommand = "/bin/ps -cx -o 'command'";
-constexpr std::int32_t kDuplicateFieldLimit = 2;  // more fields: the name occurs twice
-constexpr const char* kSessionProcess = "loginwindow";
-constexpr std::int32_t kSessionMarkFields = 2;  // fewer fields: no such line
-constexpr const char* kPlaceholder = "-";
 
 bool IsQuietSystem() {
   std::int32_t version = 0;
-  return NilChecked(System())->Gestalt(kVersionSelector, version) && kFirstQuietVersion <= version;
+  return NilChecked(System())->Gestalt("sysv", version) && kFirstQuietVersion <= version;
 }
 
+// The agent's own name twice in the listing: another copy runs. Matched anywhere, on purpose.
 bool SecondCopyRuns(const String& listing) {
   const String name = NilChecked(NilChecked(zeb::App())->ExecutableFile())->Name();
-  return CountFields(listing, name) > kDuplicateFieldLimit;
+  return CountFields(listing, name) > 2;
 }
 
+// No line that is exactly "loginwindow": the session is over.
 bool SessionEnded(const String& listing) {
-  const String mark = Chr(10) + kSessionProcess + Chr(10);
-  return CountFields(listing, mark) < kSessionMarkFields;
+  return CountFields(listing, Chr(10) + "loginwindow" + Chr(10)) < 2;
 }
 
-// Detaches, then puts the signal handlers in place.
 void StartWatching(class App& app) {
   NilChecked(zeb::App())->Daemonize();  // the loop runs on whether or not it detached
   app.mMyApplication = std::make_shared<MyApplication>();
@@ -53,24 +51,25 @@ void StartWatching(class App& app) {
   signal::CatchAllSignals();
 }
 
-ZEB_RARE_PATH void Launch(class App& app, String& output) {
+// Launches and checks are rare: kept cold, out of the pages the idle pass touches.
+[[gnu::cold]] void Launch(class App& app, String& output) {
   app.GetShell(output, kLaunchCommand);
   app.DoEvents(kPumpMilliseconds);
 }
 
 // A check pass; false when the agent is to end.
-ZEB_RARE_PATH bool SessionGoesOn(class App& app, String& output) {
+[[gnu::cold]] bool SessionGoesOn(class App& app, String& output) {
   app.GetShell(output, kListingCommand);
   if (SecondCopyRuns(output) || SessionEnded(output)) {
     return false;
   }
-  output = String(kPlaceholder);
+  output = "-";
   return true;
 }
 
 }  // namespace
 
-ZEB_IDLE_PATH std::int32_t App::Event_Run(const std::vector<String>& /*arguments*/) {
+[[gnu::hot]] std::int32_t App::Event_Run(const std::vector<String>& /*arguments*/) {
   Tick lastCheck = Ticks();
   String output;
   if (IsQuietSystem()) {
@@ -79,7 +78,7 @@ ZEB_IDLE_PATH std::int32_t App::Event_Run(const std::vector<String>& /*arguments
   StartWatching(*this);
   for (;;) {
     DoEvents(kPumpMilliseconds);
-    Bind<decltype(::usleep)>(kPauseFunction)(kPauseMicroseconds);
+    Bind<decltype(::usleep)>("usleep")(kPauseMicroseconds);
     // Cleared before the command runs, so a request arriving meanwhile gets the next pass.
     if (DoLaunch.exchange(false)) [[unlikely]] {
       Launch(*this, output);
@@ -88,7 +87,7 @@ ZEB_IDLE_PATH std::int32_t App::Event_Run(const std::vector<String>& /*arguments
       if (!SessionGoesOn(*this, output)) {
         break;
       }
-      lastCheck = Ticks();
+      lastCheck = Ticks();  // the next check counts from the end of this one
     }
     BackgroundTask();
     if (NilChecked(mMyApplication)->Idle()) {
@@ -97,5 +96,7 @@ ZEB_IDLE_PATH std::int32_t App::Event_Run(const std::vector<String>& /*arguments
   }
   return 0;
 }
+
+void App::GetShell(String& output, String command) { shell::Capture(output, std::move(command)); }
 
 }  // namespace zeb

@@ -1,11 +1,11 @@
+#include "shell/Shell.h"
+
 #include <cstdio>
 
-#include "app/App.h"
 #include "runtime/ConsoleApplication.h"
 #include "runtime/MemoryBlock.h"
-#include "shell/BoundFunction.h"
 
-namespace zeb {
+namespace zeb::shell {
 
 namespace {
 
@@ -40,15 +40,14 @@ void ReadUntilEnd(String& output, const MemoryBlock& holder) {
   if (ReadItem(buffer, holder) == 0) {
     output += ItemText(buffer);
   }
-  // A whole item read here is dropped.
 }
 
 }  // namespace
 
-// The command is a copy of its own, so GetShell(text, text) still runs the command although the
-// output is emptied first.
+// The command is a copy of its own, so that Capture(text, text) still runs the command although
+// the output is emptied first.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
-void App::GetShell(String& output, String command) {
+void Capture(String& output, String command) {
   output = String();
   MemoryBlock holder(sizeof(FILE*));
   holder.Ptr(
@@ -62,4 +61,4 @@ void App::GetShell(String& output, String command) {
   }
 }
 
-}  // namespace zeb
+}  // namespace zeb::shell
