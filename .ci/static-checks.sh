@@ -13,6 +13,13 @@ status=0
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Debug -DZEB_BUILD_TESTS=OFF \
   -DCMAKE_EXPORT_COMPILE_COMMANDS=ON >/dev/null
 
+# Dependencies run one way: runtime/ and shell/ know nothing of app/, and signals/ knows only
+# App (for its launch flag).
+if grep -rn '#include "app/' runtime shell || grep -rn '#include "app/' signals | grep -v '"app/App.h"'; then
+  echo "includes: the lines above reach up into app/" >&2
+  status=1
+fi
+
 echo "clang-tidy: ${sources[*]}"
 pattern="$PWD/($(IFS='|'; echo "${sources[*]}"))/"
 if command -v run-clang-tidy >/dev/null; then

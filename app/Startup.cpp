@@ -88,6 +88,8 @@ std::int32_t RunAgent(int argc, const char* const* argv) {
   return RuntimeExit();
 }
 
-class App* App() noexcept { return registeredApp.load(std::memory_order_relaxed); }
+class App* App() noexcept {
+  return registeredApp.load(std::memory_order_relaxed);
+}
 
 }  // namespace zeb

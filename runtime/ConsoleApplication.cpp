@@ -1,7 +1,6 @@
 #include "runtime/ConsoleApplication.h"
 
 #include <algorithm>
-#include <new>
 
 #include "runtime/FileType.h"
 #include "runtime/Platform.h"
@@ -23,13 +22,7 @@ SystemClass theSystem;
 }  // namespace
 
 String FolderItem::Name() const {
-  const auto end = path_.find_last_not_of('/');
-  if (end == String::npos) {
-    return {};
-  }
-  const auto slash = path_.rfind('/', end);
-  const auto start = slash == String::npos ? 0 : slash + 1;
-  return path_.substr(start, end + 1 - start);
+  return path_.substr(path_.rfind('/') + 1);  // npos + 1 is 0: a bare name stays whole
 }
 
 [[gnu::hot]] void ConsoleApplication::DoEvents(std::int32_t milliseconds) {
@@ -98,8 +91,6 @@ void UnhandledException(const std::exception_ptr& thrown) {
     std::rethrow_exception(thrown);
   } catch (const RuntimeException& error) {
     RuntimeUnhandledException(error);
-  } catch (const std::bad_alloc&) {
-    RuntimeUnhandledException(OutOfMemoryException("out of memory"));
   } catch (const std::exception& error) {
     RuntimeUnhandledException(RuntimeException(error.what()));
   } catch (...) {

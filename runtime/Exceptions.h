@@ -34,14 +34,13 @@ class RuntimeException : public std::exception {
 
 ZEB_RUNTIME_EXCEPTION(NilObjectException);
 ZEB_RUNTIME_EXCEPTION(FunctionNotFoundException);
-ZEB_RUNTIME_EXCEPTION(OutOfBoundsException);
-ZEB_RUNTIME_EXCEPTION(OutOfMemoryException);
 
 #undef ZEB_RUNTIME_EXCEPTION
 
 [[noreturn]] inline void RuntimeRaiseFunctionNotFoundException(std::string_view function,
                                                                std::string_view library) {
-  throw FunctionNotFoundException(String("function ").append(function).append(" not found in ").append(library));
+  throw FunctionNotFoundException(
+      String("function ").append(function).append(" not found in ").append(library));
 }
 
 // The object behind `pointer`, or NilObjectException when there is none.

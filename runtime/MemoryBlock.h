@@ -9,7 +9,7 @@
 namespace zeb {
 
 // A zero-filled block of fixed size, or (made from an address) a stand-in for a bare address
-// that it neither copies nor owns. Reads and writes outside the block raise OutOfBoundsException.
+// that it neither copies nor owns. Offsets and lengths are the caller's to keep inside it.
 class MemoryBlock {
  public:
   explicit MemoryBlock(std::int32_t size);
@@ -26,7 +26,6 @@ class MemoryBlock {
 
  private:
   MemoryBlock() = default;
-  std::byte* At(std::int32_t offset, std::size_t width) const;
 
   // NOLINTNEXTLINE(cppcoreguidelines-avoid-c-arrays,modernize-avoid-c-arrays): run-time size
   std::unique_ptr<std::byte[]> storage_;

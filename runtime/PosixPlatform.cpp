@@ -127,7 +127,7 @@ bool StandardStreamsToNull() {
 
 [[gnu::hot]] void* Platform::LoadFunctionPointerFromLibrary(const String& function,
                                                             std::string_view library) {
-  if (library != kSystemLibrary || function.find('\0') != String::npos) {
+  if (library != kSystemLibrary) {
     return nullptr;
   }
   // The C library is linked into the process, so closing this reference never unloads it and

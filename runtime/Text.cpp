@@ -8,10 +8,6 @@
 namespace zeb {
 
 String Chr(std::int32_t code) {
-  constexpr std::int32_t kLastAsciiCode = 0x7F;
-  if (code < 0 || code > kLastAsciiCode) {
-    return {};
-  }
   // Not braces: they would pick the initializer-list constructor and give two characters.
   return String(1, static_cast<char>(code));  // NOLINT(modernize-return-braced-init-list)
 }

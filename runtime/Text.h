@@ -12,7 +12,7 @@ namespace zeb {
 // Counted bytes. A zero byte is an ordinary character; concatenation is `+`.
 using String = std::string;
 
-// A one-byte String for codes 0 to 127; empty for any other code.
+// A one-byte String; the program asks only for codes 0 to 127.
 String Chr(std::int32_t code);
 
 // Number of occurrences of `delimiter` in `source` plus one. Matches are byte-exact and never
