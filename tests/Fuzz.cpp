@@ -1,54 +1,27 @@
-// libFuzzer target: properties of the field functions and of the capture's output shape.
-
-#include <cstdint>
-#include <string>
+// libFuzzer target. Properties: a source's fields put back together with their delimiter give
+// the source; a capture starts with the output up to its first empty line and, without one, is
+// the output and zeros, two items more than the output fills.
 
 #include "shell/Shell.h"
 #include "tests/Harness.h"
 
-using zeb::String;
-
-namespace {
-
-void Expect(bool holds) {
-  if (!holds) {
-    __builtin_trap();
-  }
-}
-
-// The fields put back together with their delimiter give the source.
-void FieldsRejoin(const String& source, const String& delimiter) {
-  String joined = zeb::NthField(source, delimiter, 1);
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string input(reinterpret_cast<const char*>(data), size);
+  const std::size_t cut = std::min<std::size_t>(size, 1 + size % 3);
+  const std::string delimiter = input.substr(0, cut), source = input.substr(cut);
+  std::string joined = zeb::NthField(source, delimiter, 1);
   for (std::int32_t field = 2; field <= zeb::CountFields(source, delimiter); ++field) {
     joined += delimiter + zeb::NthField(source, delimiter, field);
   }
-  Expect(joined == source);
-}
-
-// The capture starts with the output up to its first empty line; without one it is the output
-// and zeros, two items more than the output fills.
-void CaptureShape(const String& written) {
   zeb::test::FakePlatform platform;
-  platform.outputs["command"] = written;
+  platform.outputs["command"] = input;
   const zeb::ScopedPlatform scoped(platform);
-  String captured;
+  std::string captured;
   zeb::shell::Capture(captured, "command");
-  const auto emptyLine = written.find("\n\n");
-  const auto kept = std::min(emptyLine, written.size());
-  Expect(captured.compare(0, kept, written, 0, kept) == 0);
-  if (emptyLine == String::npos) {
-    Expect(captured.size() == 512 * (written.size() / 512 + 2));
+  const auto kept = std::min(input.find("\n\n"), size);
+  const bool shaped = kept < size || captured.size() == 512 * (size / 512 + 2);
+  if (joined != source || captured.compare(0, kept, input, 0, kept) != 0 || !shaped) {
+    __builtin_trap();
   }
-}
-
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const String input(reinterpret_cast<const char*>(data), size);
-  const std::size_t length = size == 0 ? 0 : 1 + static_cast<unsigned char>(input[0]) % 3;
-  if (size > length) {
-    FieldsRejoin(input.substr(1 + length), input.substr(1, length));
-  }
-  CaptureShape(input);
   return 0;
 }

@@ -1,64 +1,167 @@
 #pragma once
 
 // One harness for in-process runs: a fake platform, and whole runs of the agent against it in a
-// child process (a run installs signal handlers and may exit), told by a trace such as
-// "detach launch@1 check@2 end@3 status=0".
+// child process (a run installs signal handlers and may end the process), told by a trace such
+// as "detach launch@1 pclose check@2 pclose end@3 status=0".
 
-#include <functional>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
 #include <map>
 #include <optional>
 #include <set>
-#include <string>
-#include <vector>
+#include <sstream>
 
-#include "runtime/Platform.h"
+#include "app/App.h"
+#include "app/Startup.h"
+#include "signals/SignalModule.h"
 
 namespace zeb::test {
 
-// The clock, the version answer, the executable's path and the loader are the test's; usleep,
-// popen, ferror and pclose are stand-ins that serve `outputs` as real streams; detaching and
-// waiting are not done. Everything else is the real thing.
-class FakePlatform : public Platform {
- public:
-  FakePlatform();
-  ~FakePlatform() override;
-  FakePlatform(const FakePlatform&) = delete;
-  FakePlatform& operator=(const FakePlatform&) = delete;
-  FakePlatform(FakePlatform&&) = delete;
-  FakePlatform& operator=(FakePlatform&&) = delete;
+inline const std::string kLiveSession = "COMMAND\nloginwindow\nzeb-agent\n";
 
-  void* LoadFunctionPointerFromLibrary(const String& function, std::string_view library) override;
-  bool QuerySystemVersion(std::int32_t& result) override;
-  bool Detach() override;
-  void WaitForEvents(std::int32_t milliseconds) override;
+// The clock, the version answer, the executable's path and the loader are the test's. The
+// loader hands out stand-ins for usleep, popen, ferror and pclose; popen serves `outputs` as real
+// streams and runs other commands for real. Detaching and waiting are not done.
+struct FakePlatform : Platform {
+  static inline FakePlatform* fake = nullptr;  // for the stand-ins, which are plain C functions
+  std::optional<std::int32_t> version;         // none: the query fails
+  bool versionThrows = false;
+  Tick now = 0;
+  String executablePath = "/usr/local/bin/zeb-agent";
+  std::set<String> missing;  // what the loader does not find
+  std::map<String, int> lookups;
+  std::map<String, String> outputs;
+  long errorFromByte = -1;  // ferror fails once the stream has been read this far
+  std::vector<std::string> listings{kLiveSession};  // check N gets the Nth, the last repeating
+  std::multimap<std::string, std::string> events;   // "2c" -> "USR2", see Run
+  int pass = 0;
+  std::size_t checks = 0;
+  bool tracing = false;
+  bool launchPump = false;
+
+  FakePlatform() { fake = this; }
+  void Say(const std::string& text) const {
+    static_cast<void>(tracing && ::write(STDOUT_FILENO, text.data(), text.size()));
+  }
+  void Happen(const std::string& when) {
+    const std::map<std::string, int> names = {{"HUP", SIGHUP},   {"INT", SIGINT},
+                                              {"QUIT", SIGQUIT}, {"USR1", SIGUSR1},
+                                              {"USR2", SIGUSR2}, {"TERM", SIGTERM}};
+    for (auto [at, to] = events.equal_range(when); at != to; ++at) {
+      if (names.contains(at->second) || at->second.starts_with("SIG")) {
+        std::raise(names.contains(at->second) ? names.at(at->second)
+                                              : std::stoi(at->second.substr(3)));
+      } else {
+        now = std::stoi(at->second);
+      }
+    }
+  }
+
+  static int Usleep(useconds_t microseconds) noexcept {
+    fake->Say(microseconds == 100000 ? "" : "pause(" + std::to_string(microseconds) + ") ");
+    fake->Happen(std::to_string(fake->pass) + "p");
+    return 0;
+  }
+  static FILE* Popen(const char* command, const char* mode) noexcept {
+    const bool check = std::string_view(command).starts_with("/bin/ps");
+    if (fake->tracing) {  // a run: launches and checks go into the trace
+      fake->Say((check ? "check@" : "launch@") + std::to_string(fake->pass) + " ");
+      fake->outputs[command] =
+          check ? fake->listings[std::min(fake->checks++, fake->listings.size() - 1)] : "";
+      fake->launchPump = !check;
+      fake->Happen(std::to_string(fake->pass) + (check ? "c" : "l"));
+    }
+    if (!fake->outputs.contains(command)) {
+      return ::popen(command, mode);
+    }
+    FILE* const stream = std::tmpfile();
+    std::fwrite(fake->outputs[command].data(), 1, fake->outputs[command].size(), stream);
+    std::rewind(stream);
+    return stream;
+  }
+  static int Ferror(FILE* stream) noexcept {
+    return fake->errorFromByte >= 0 && std::ftell(stream) >= fake->errorFromByte
+               ? 1
+               : std::ferror(stream);
+  }
+  static int Pclose(FILE* stream) noexcept {
+    fake->Say("pclose ");
+    return std::fclose(stream);
+  }
+
+  void* LoadFunctionPointerFromLibrary(const String& function, std::string_view library) override {
+    ++lookups[function];
+    const std::map<String, void*> standIns = {{"usleep", reinterpret_cast<void*>(&Usleep)},
+                                              {"popen", reinterpret_cast<void*>(&Popen)},
+                                              {"ferror", reinterpret_cast<void*>(&Ferror)},
+                                              {"pclose", reinterpret_cast<void*>(&Pclose)}};
+    return missing.contains(function) ? nullptr
+           : standIns.contains(function) && library == kSystemLibrary
+               ? standIns.at(function)
+               : Platform::LoadFunctionPointerFromLibrary(function, library);
+  }
+  bool QuerySystemVersion(std::int32_t& result) override {
+    const std::vector<FileTypeRecord> registered{{"text", "R*ch", "TEXT", ""}};
+    Say(App() != nullptr && App() == getAppObject() && RuntimeFileTypes() == registered
+            ? ""
+            : "bad-startup ");
+    if (versionThrows) {
+      throw std::runtime_error("query failed");
+    }
+    result = version.value_or(result);
+    return version.has_value();
+  }
+  bool Detach() override {
+    Say("detach ");
+    return false;  // the loop must run on all the same
+  }
+  void WaitForEvents(std::int32_t milliseconds) override {
+    Say(milliseconds == 10 ? "" : "pump(" + std::to_string(milliseconds) + ") ");
+    if (!std::exchange(launchPump, false)) {  // the pump after a launch is the same pass's
+      Happen(std::to_string(++pass));
+      static_cast<void>(pass > 30 && std::raise(SIGKILL));  // a run that would go on for ever
+    }
+  }
   Tick Ticks() override { return now; }
   String ExecutablePath() override { return executablePath; }
 
-  std::optional<std::int32_t> version;  // none: the query fails
-  bool versionThrows = false;           // the query throws a std::exception
-  Tick now = 0;
-  String executablePath = "/usr/local/bin/zeb-agent";
-  std::set<String> missing;  // functions the loader does not find
-  std::map<String, int> lookups;
-  std::map<String, String> outputs;  // command -> what it writes (real popen for the rest)
-  long errorFromByte = -1;           // ferror fails once the stream has been read this far
-  std::function<void(const String& command)> onCommand;
-  std::function<void()> onPause;
-  std::function<void(std::int32_t milliseconds)> onWait;
+  // A whole run in a child: its trace, and " exit=N" or " killed=N" unless the child exits with
+  // 0. `script` holds events "P:X": in pass P (from 1; 0 is before the run, "end" after it), at
+  // its start or, with a suffix, while the launch runs (l), while the listing runs (c) or in the
+  // pause (p), X happens: a signal (USR2, TERM, ..., SIG<number>) or a clock reading in ticks.
+  std::string Run(const std::string& script) {
+    std::istringstream tokens(script);
+    for (std::string token; tokens >> token;) {
+      events.emplace(token.substr(0, token.find(':')), token.substr(token.find(':') + 1));
+    }
+    FILE* const out = std::tmpfile();
+    if (::fork() == 0) {
+      ::dup2(::fileno(out), STDOUT_FILENO);
+      ::dup2(::fileno(out), STDERR_FILENO);
+      const ScopedPlatform scoped(*this);
+      tracing = true;
+      Happen("0");
+      const char* const arguments[] = {"zeb-agent"};
+      const std::int32_t status = RunAgent(1, arguments);
+      const bool released = !FileTypes::pText && RuntimeFileTypes().empty() && !signal::myApp.Get();
+      Say("end@" + std::to_string(pass) + " status=" + std::to_string(status) +
+          (released ? "" : " unreleased"));
+      Happen("end");
+      ::_exit(0);
+    }
+    int status = 0;
+    ::wait(&status);
+    std::string trace(4096, '\0');
+    std::rewind(out);
+    trace.resize(std::fread(trace.data(), 1, trace.size(), out));
+    std::fclose(out);
+    return trace + (WIFSIGNALED(status)        ? " killed=" + std::to_string(WTERMSIG(status))
+                    : WEXITSTATUS(status) != 0 ? " exit=" + std::to_string(WEXITSTATUS(status))
+                                               : "");
+  }
 };
-
-// Runs `body` in a child; returns what it wrote to standard output and error, and " exit=N" or
-// " killed=N" unless it exited with 0.
-std::string RunInChild(const std::function<void()>& body);
-
-// A whole run against `platform`. `script` holds events "P:X": in pass P (from 1; "end" is after
-// the run), at its start or, with a suffix, while the launch runs (l), while the listing runs
-// (c) or in the pause (p), X happens: a signal (USR2, TERM, ..., or SIG<number>) or the clock
-// reading in ticks. Check N gets listings[N-1], the last one repeating. A run still going after
-// 30 passes is ended with SIGTERM and shows "limit".
-std::string RunScript(FakePlatform& platform, const std::string& script,
-                      std::vector<std::string> listings = {});
-
-inline const std::string kLiveSession = "COMMAND\nloginwindow\nzeb-agent\n";
 
 }  // namespace zeb::test
