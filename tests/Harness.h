@@ -10,8 +10,6 @@
 #include <csignal>
 #include <cstdio>
 #include <map>
-#include <optional>
-#include <set>
 #include <sstream>
 
 #include "app/App.h"
@@ -27,24 +25,23 @@ inline const std::string kLiveSession = "COMMAND\nloginwindow\nzeb-agent\n";
 // streams and runs other commands for real. Detaching and waiting are not done.
 struct FakePlatform : Platform {
   static inline FakePlatform* fake = nullptr;  // for the stand-ins, which are plain C functions
-  std::optional<std::int32_t> version;         // none: the query fails
-  bool versionThrows = false;
   Tick now = 0;
-  String executablePath = "/usr/local/bin/zeb-agent";
-  std::set<String> missing;  // what the loader does not find
   std::map<String, int> lookups;
   std::map<String, String> outputs;
-  long errorFromByte = -1;  // ferror fails once the stream has been read this far
-  std::vector<std::string> listings{kLiveSession};  // check N gets the Nth, the last repeating
-  std::multimap<std::string, std::string> events;   // "2c" -> "USR2", see Run
+  long errorFromByte = -1;             // ferror fails once the stream has been read this far
+  std::string listing = kLiveSession;  // what every check gets
+  std::multimap<std::string, std::string> events;  // "2c" -> "USR2", "path" -> "", see Run
   int pass = 0;
-  std::size_t checks = 0;
   bool tracing = false;
   bool launchPump = false;
 
   FakePlatform() { fake = this; }
   void Say(const std::string& text) const {
     static_cast<void>(tracing && ::write(STDOUT_FILENO, text.data(), text.size()));
+  }
+  const std::string* Setting(const std::string& key) const {
+    const auto found = events.find(key);
+    return found == events.end() ? nullptr : &found->second;
   }
   void Happen(const std::string& when) {
     const std::map<std::string, int> names = {{"HUP", SIGHUP},   {"INT", SIGINT},
@@ -69,8 +66,7 @@ struct FakePlatform : Platform {
     const bool check = std::string_view(command).starts_with("/bin/ps");
     if (fake->tracing) {  // a run: launches and checks go into the trace
       fake->Say((check ? "check@" : "launch@") + std::to_string(fake->pass) + " ");
-      fake->outputs[command] =
-          check ? fake->listings[std::min(fake->checks++, fake->listings.size() - 1)] : "";
+      fake->outputs[command] = check ? fake->listing : "";
       fake->launchPump = !check;
       fake->Happen(std::to_string(fake->pass) + (check ? "c" : "l"));
     }
@@ -98,7 +94,7 @@ struct FakePlatform : Platform {
                                               {"popen", reinterpret_cast<void*>(&Popen)},
                                               {"ferror", reinterpret_cast<void*>(&Ferror)},
                                               {"pclose", reinterpret_cast<void*>(&Pclose)}};
-    return missing.contains(function) ? nullptr
+    return Setting("missing") != nullptr && *Setting("missing") == function ? nullptr
            : standIns.contains(function) && library == kSystemLibrary
                ? standIns.at(function)
                : Platform::LoadFunctionPointerFromLibrary(function, library);
@@ -108,11 +104,11 @@ struct FakePlatform : Platform {
     Say(App() != nullptr && App() == getAppObject() && RuntimeFileTypes() == registered
             ? ""
             : "bad-startup ");
-    if (versionThrows) {
+    if (Setting("throws") != nullptr) {
       throw std::runtime_error("query failed");
     }
-    result = version.value_or(result);
-    return version.has_value();
+    result = Setting("version") != nullptr ? std::stoi(*Setting("version"), nullptr, 0) : result;
+    return Setting("version") != nullptr;
   }
   bool Detach() override {
     Say("detach ");
@@ -126,12 +122,16 @@ struct FakePlatform : Platform {
     }
   }
   Tick Ticks() override { return now; }
-  String ExecutablePath() override { return executablePath; }
+  String ExecutablePath() override {
+    return Setting("path") != nullptr ? *Setting("path") : "/usr/local/bin/zeb-agent";
+  }
 
   // A whole run in a child: its trace, and " exit=N" or " killed=N" unless the child exits with
   // 0. `script` holds events "P:X": in pass P (from 1; 0 is before the run, "end" after it), at
   // its start or, with a suffix, while the launch runs (l), while the listing runs (c) or in the
   // pause (p), X happens: a signal (USR2, TERM, ..., SIG<number>) or a clock reading in ticks.
+  // Settings: "version:V" answers the version query, "throws:" makes it throw, "path:P" is the
+  // executable's path and "missing:F" a function the loader does not find.
   std::string Run(const std::string& script) {
     std::istringstream tokens(script);
     for (std::string token; tokens >> token;) {
