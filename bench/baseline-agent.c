@@ -1,8 +1,8 @@
-/* The least a program with the agent's cadence can cost: a 10 ms wait, a 100 ms pause with
- * usleep, flags set from a signal handler, the launch command through popen on SIGUSR2 and the
- * process listing through popen every ten seconds. bench/measure.sh runs it beside the agent.
- * Built with BIND_PAUSE_BY_NAME, it also looks usleep up with dlsym before every pause, the one
- * thing the agent must add to each pass. */
+/* The least a program with the agent's cadence can cost, for bench/measure.sh to run beside it:
+ * a 10 ms wait, usleep(100000), flags from a signal handler, the launch command through popen on
+ * SIGUSR2 and the process listing through popen every ten seconds. Built with
+ * BIND_PAUSE_BY_NAME it also binds usleep by name in every pass (dlopen, dlsym, dlclose, nothing
+ * kept), as the agent must. */
 #define _DEFAULT_SOURCE
 #include <errno.h>
 #include <signal.h>
@@ -14,7 +14,7 @@
 static volatile sig_atomic_t launchRequested;
 static volatile sig_atomic_t quitRequested;
 
-/* SIGUSR1 does nothing but cut a pause short, as in the agent. */
+/* SIGUSR1 only cuts a pause short: the measuring script uses it to re-phase the programs. */
 static void OnSignal(int sig) {
   if (sig == SIGUSR2) {
     launchRequested = 1;
@@ -23,39 +23,28 @@ static void OnSignal(int sig) {
   }
 }
 
-static void Catch(int sig) {
-  struct sigaction action;
-  memset(&action, 0, sizeof action);
-  action.sa_handler = OnSignal;
-  action.sa_flags = SA_RESTART;
-  sigemptyset(&action.sa_mask);
-  sigaction(sig, &action, NULL);
-}
-
+/* Resumed across signals, as the agent's 10 ms pump is. */
 static void Wait10Milliseconds(void) {
   struct timespec until;
   clock_gettime(CLOCK_MONOTONIC, &until);
   until.tv_nsec += 10 * 1000 * 1000;
-  if (until.tv_nsec >= 1000 * 1000 * 1000) {
-    until.tv_nsec -= 1000 * 1000 * 1000;
-    ++until.tv_sec;
-  }
+  until.tv_sec += until.tv_nsec / (1000 * 1000 * 1000);
+  until.tv_nsec %= 1000 * 1000 * 1000;
   while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, NULL) == EINTR) {
   }
 }
 
 #if defined(BIND_PAUSE_BY_NAME)
 #include <dlfcn.h>
-
 static void Pause(void) {
-  static void* library;
-  int (*pause)(useconds_t);
-  if (library == NULL) {
-    library = dlopen("libc.so.6", RTLD_LAZY);
-  }
-  *(void**)&pause = library == NULL ? NULL : dlsym(library, "usleep");
-  if (pause != NULL) {
-    pause(100000);
+  void* library = dlopen("libc.so.6", RTLD_LAZY);
+  int (*pause)(useconds_t) = NULL;
+  if (library != NULL) {
+    *(void**)&pause = dlsym(library, "usleep");
+    if (pause != NULL) {
+      pause(100000);
+    }
+    dlclose(library);
   }
 }
 #else
@@ -68,25 +57,19 @@ static double Seconds(void) {
   return (double)now.tv_sec + (double)now.tv_nsec / 1e9;
 }
 
-/* Reads the command's output in 512-byte items; returns the bytes kept in `output`. */
-static size_t Capture(const char* command, char* output, size_t room) {
+/* The command's output in reads of up to 512 bytes, as much as fits in `output`. */
+static void Capture(const char* command, char* output, size_t room) {
   FILE* stream = popen(command, "r");
   size_t kept = 0;
-  char item[512];
-  if (stream == NULL) {
-    return 0;
-  }
-  while (!feof(stream) && !ferror(stream)) {
-    size_t got = fread(item, 1, sizeof item, stream);
-    if (got > room - 1 - kept) {
-      got = room - 1 - kept;
-    }
-    memcpy(output + kept, item, got);
+  size_t got = 1;
+  while (stream != NULL && got > 0 && kept + 1 < room) {
+    got = fread(output + kept, 1, room - 1 - kept < 512 ? room - 1 - kept : 512, stream);
     kept += got;
   }
-  pclose(stream);
+  if (stream != NULL) {
+    pclose(stream);
+  }
   output[kept] = '\0';
-  return kept;
 }
 
 static int SessionGoes(const char* self) {
@@ -102,14 +85,14 @@ static int SessionGoes(const char* self) {
 }
 
 int main(int argc, char** argv) {
+  static const int caught[] = {SIGUSR2, SIGUSR1, SIGINT, SIGTERM, SIGQUIT};
   const char* self = argc > 0 && strrchr(argv[0], '/') ? strrchr(argv[0], '/') + 1 : argv[0];
   static char discarded[4096];
   double lastCheck = Seconds();
-  Catch(SIGUSR2);
-  Catch(SIGUSR1);
-  Catch(SIGINT);
-  Catch(SIGTERM);
-  Catch(SIGQUIT);
+  size_t i;
+  for (i = 0; i < sizeof caught / sizeof caught[0]; ++i) {
+    signal(caught[i], OnSignal); /* BSD semantics in glibc: SA_RESTART, handler kept */
+  }
   while (!quitRequested) {
     Wait10Milliseconds();
     Pause();
