@@ -31,10 +31,8 @@ struct FakePlatform : Platform {
   long errorFromByte = -1;             // ferror fails once the stream has been read this far
   std::string listing = kLiveSession;  // what every check gets
   std::multimap<std::string, std::string> events;  // "2c" -> "USR2", "path" -> "", see Run
-  int pass = 0;
-  int pumps = 0;
-  bool tracing = false;
-  bool launchPump = false;
+  int pass = 0, pumps = 0;
+  bool tracing = false, launchPump = false;
 
   FakePlatform() { fake = this; }
   void Say(const std::string& text) const {
