@@ -1,5 +1,5 @@
 // In-process tests. Most behaviour shows in whole runs against the fake platform (Harness.h),
-// one table row each; the capture's shape and the text functions have tables of their own.
+// one table row each; the capture's shape has a table of its own.
 
 #include <gtest/gtest.h>
 
@@ -51,6 +51,7 @@ TEST(Agent, Runs) {
       {"1:601 2:TERM", "COMMAND\nLoginwindow\nzeb-agent\n", kCheckEnds},
       {"1:601 2:TERM", "loginwindow\nzeb-agent\n", kCheckEnds},  // no line feed before it
       {"1:601 2:TERM", "COMMAND\nzeb-agent\nloginwindow", kCheckEnds},
+      {"path:/bin/aa 1:601 2:TERM", "COMMAND\nloginwindow\naaa\n", kCheckPasses},  // no overlaps
   };
   for (const auto& [script, listing, trace] : rows) {
     FakePlatform platform;
@@ -97,32 +98,15 @@ TEST(Capture, OutputShape) {
     shell::Capture(captured, command);
     EXPECT_EQ(captured, output) << command;
   }
-}
 
-TEST(Capture, BindsAtEveryCall) {
-  FakePlatform platform;
+  FakePlatform platform;  // every call binds its function afresh
   const ScopedPlatform scoped(platform);
-  String output = "old";
+  String output;
   shell::Capture(output, "head -c 600 /dev/zero");
   EXPECT_EQ(platform.lookups,
             (std::map<String, int>{
                 {"popen", 1}, {"feof", 3}, {"fread", 3}, {"ferror", 2}, {"pclose", 1}}));
   EXPECT_THROW(signal::InstallHandler(1, nullptr), NilObjectException);
-}
-
-TEST(Text, Fields) {
-  for (const auto& [source, delimiter, index, fields, field] :
-       std::initializer_list<std::tuple<const char*, const char*, int, int, const char*>>{
-           {"zeb\nzeb-agent\nzeb", "zeb", 1, 4, ""},
-           {"aaaa", "aa", 1, 3, ""},
-           {"abc", "", 1, 1, "abc"},
-           {"a,b,c", ",", 2, 3, "b"},
-           {"a,b,c", ",", 3, 3, "c"},
-           {"a,b,c", ",", 4, 3, ""},
-           {"a,b,c", ",", 0, 3, ""}}) {
-    EXPECT_EQ(CountFields(source, delimiter), fields) << source;
-    EXPECT_EQ(NthField(source, delimiter, index), field) << source << index;
-  }
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
-// libFuzzer target. Properties: a source's fields put back together with their delimiter give
-// the source; a capture starts with the output up to its first empty line and, without one, is
-// the output and zeros, two items more than the output fills.
+// libFuzzer target: a text's fields joined by their delimiter give the text; a capture starts with
+// the output up to its first empty line and, without one, is 512 * (L / 512 + 2) bytes long.
 
 #include "shell/Shell.h"
 #include "tests/Harness.h"

@@ -20,9 +20,8 @@ namespace zeb::test {
 
 inline const std::string kLiveSession = "COMMAND\nloginwindow\nzeb-agent\n";
 
-// The clock, the version answer, the executable's path and the loader are the test's. The
-// loader hands out stand-ins for usleep, popen, ferror and pclose; popen serves `outputs` as real
-// streams and runs other commands for real. Detaching and waiting are not done.
+// The clock, the version query, the executable's path and the loader are the test's; usleep,
+// popen (serving `outputs`, running the rest), ferror and pclose are stand-ins; no detaching.
 struct FakePlatform : Platform {
   static inline FakePlatform* fake = nullptr;  // for the stand-ins, which are plain C functions
   Tick now = 0;
@@ -125,12 +124,10 @@ struct FakePlatform : Platform {
     return Setting("path") != nullptr ? *Setting("path") : "/usr/local/bin/zeb-agent";
   }
 
-  // A whole run in a child: its trace, and " exit=N" or " killed=N" unless the child exits with
-  // 0. `script` holds events "P:X": in pass P (from 1; 0 is before the run, "end" after it), at
-  // its start or, with a suffix, while the launch runs (l), while the listing runs (c) or in the
-  // pause (p), X happens: a signal (USR2, TERM, ..., SIG<number>) or a clock reading in ticks.
-  // Settings: "version:V" answers the version query, "throws:" makes it throw, "path:P" is the
-  // executable's path and "missing:F" a function the loader does not find.
+  // A whole run in a child: its trace, and " exit=N" or " killed=N". `script` holds events
+  // "P:X": at the start of pass P (0 before the run, "end" after it) or, with l, c or p, while the
+  // launch or the listing runs or in the pause, X happens: a signal (USR2, ..., SIG<number>) or a
+  // clock reading. Settings: "version:V", "throws:" (the query throws), "path:P", "missing:F".
   std::string Run(const std::string& script) {
     std::istringstream tokens(script);
     for (std::string token; tokens >> token;) {

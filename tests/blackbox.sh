@@ -5,8 +5,7 @@ set -eEuo pipefail
 row=$1 agent=$(realpath "$2") session=$(realpath "$3") folder=$(realpath -m "$4")
 source "$(dirname "$0")/../tools/polling.sh"
 out=$folder/out name=zb${row:0:1}$$x # unique on the machine: the real ps sees every row
-ignored=(HUP ILL TRAP ABRT BUS FPE USR1 SEGV PIPE ALRM STKFLT CHLD CONT TSTP TTIN TTOU URG XCPU
-  XFSZ VTALRM PROF WINCH IO PWR SYS)
+mapfile -t ignored < <(for n in {1..31}; do kill -l $n; done | grep -vxE 'KILL|STOP|INT|TERM|QUIT|USR2')
 listing=(COMMAND loginwindow "${agent##*/}")
 
 fail() { echo "FAIL ($row): $*" >&2 && exit 1; }
@@ -99,8 +98,8 @@ case $row in
     end_with TERM 1 ;;
   valgrind)
     [[ ${ZEB_NO_VALGRIND:-0} != 1 ]] && command -v valgrind >/dev/null || exit 77
-    start valgrind --leak-check=full --errors-for-leak-kinds=definite,indirect --error-exitcode=99 \
-      --child-silent-after-fork=no --trace-children=no --log-file="$folder/%p" "$agent"
+    start valgrind --leak-check=full --errors-for-leak-kinds=definite,indirect \
+      --error-exitcode=99 --log-file="$folder/%p" "$agent"
     until_ok "first check" 40 has_calls ps 1 # the loop runs, so its handlers are in place
     kill -USR2 "$pid"; until_ok launch 10 has_calls open 1; end_with TERM 20
     grep -q 'ERROR SUMMARY: 0 errors' "$folder/$pid" || fail "$(<"$folder/$pid")" ;;
@@ -112,7 +111,7 @@ case $row in
     done
     until_ok "launch after the storm" 2 awk -v l="$last" -v f="$folder/open.times" \
       'BEGIN { while ((getline t <f) > 0) s = t; sub(/[.,]/, "", s); exit s <= l }'
-    echo "signals $((2 * n)) launches $(wc -l <"$folder/open.times")"; end_with TERM 2 ;;
+    end_with TERM 2; echo "signals $((2 * n)) launches $(wc -l <"$folder/open.times")" ;;
   *) fail "unknown row" ;;
 esac
 echo "PASS ($row)"
