@@ -210,6 +210,7 @@ String Platform::ExecutablePath() {
   }
   return path.data();
 #else
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): getauxval hands the address over as an integer
   const auto* const path = reinterpret_cast<const char*>(::getauxval(AT_EXECFN));
   return path == nullptr ? String() : String(path);
 #endif

@@ -46,8 +46,8 @@ void ReadUntilEnd(String& output, const MemoryBlock& holder) {
 
 // The command is a copy of its own, so that Capture(text, text) still runs the command although
 // the output is emptied first.
-// NOLINTNEXTLINE(performance-unnecessary-value-param)
 // cppcheck-suppress passedByValue
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void Capture(String& output, String command) {
   output = String();
   MemoryBlock holder(sizeof(FILE*));
