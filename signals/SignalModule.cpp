@@ -53,6 +53,8 @@ void InstallHandler(std::int32_t sig, const MemoryBlock* handler) {
   static_cast<void>(::sigaction(sig, &action, nullptr));  // refusals are left unseen
 }
 
+// Signal context: loads, compares, plain and virtual calls, lock-free atomic stores, write and
+// _exit only (see SignalModule.h).
 void sigHandler(int sig) noexcept {
   SIGConsoleApplication* const app = myApp.Get();
   if (app == nullptr) {
