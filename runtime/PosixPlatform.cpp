@@ -106,19 +106,19 @@ void CloseInheritedDescriptors() {
 
 // Streams the starter left closed come back as 0, 1 or 2 from open() and stay: not
 // close-on-exec, so that every command the agent runs has all three open too.
-bool StandardStreamsToNull() {
+void StandardStreamsToNull() {
   const int null = ::open("/dev/null", O_RDWR);
   if (null < 0) {
-    return false;
+    return;
   }
-  bool all = true;
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    all = (null == stream || ::dup2(null, stream) >= 0) && all;
+    if (null != stream) {
+      ::dup2(null, stream);
+    }
   }
   if (null > STDERR_FILENO) {
     ::close(null);
   }
-  return all;
 }
 
 }  // namespace
@@ -165,10 +165,10 @@ bool Platform::Detach() {
     ::_exit(0);  // the starter is done; _exit, so that nothing buffered is flushed twice
   }
   // A new session has no controlling terminal, and the child of a fork never leads a group.
-  const bool detached = ::setsid() >= 0;
-  const bool atRoot = ::chdir("/") == 0;
+  const bool detached = ::setsid() >= 0 && ::chdir("/") == 0;
   CloseInheritedDescriptors();
-  return StandardStreamsToNull() && detached && atRoot;
+  StandardStreamsToNull();
+  return detached;
 }
 
 // Waits until a fixed deadline, so that signals arriving meanwhile only resume the wait and a

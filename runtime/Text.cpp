@@ -26,7 +26,7 @@ std::int32_t CountFields(std::string_view source, std::string_view delimiter) {
 }
 
 String NthField(std::string_view source, std::string_view delimiter, std::int32_t index) {
-  if (index < 1 || (delimiter.empty() && index > 1)) {
+  if (index < 1) {
     return {};
   }
   std::size_t start = 0;
@@ -37,8 +37,7 @@ String NthField(std::string_view source, std::string_view delimiter, std::int32_
     }
     start = at + delimiter.size();
   }
-  const auto end = delimiter.empty() ? std::string_view::npos : source.find(delimiter, start);
-  return String(source.substr(start, end == std::string_view::npos ? end : end - start));
+  return String(source.substr(start, source.find(delimiter, start) - start));  // npos: to the end
 }
 
 [[gnu::hot]] Tick Ticks() { return CurrentPlatform().Ticks(); }

@@ -19,7 +19,8 @@ String Chr(std::int32_t code);
 // overlap; an empty delimiter never matches.
 std::int32_t CountFields(std::string_view source, std::string_view delimiter);
 
-// Field `index` (1-based) of the same split as CountFields; empty when there is no such field.
+// Field `index` (1-based) of the same split as CountFields; empty when there is no such field
+// or the delimiter is empty.
 String NthField(std::string_view source, std::string_view delimiter, std::int32_t index);
 
 // Sixtieths of a second from a fixed moment; the count wraps at the 32-bit limit.

@@ -90,8 +90,8 @@ case $row in
     until_ok "end of the first copy" 11 gone "$a"
     ! poll 5 gone "$b" || fail "the second copy ended as well"
     kill -TERM "$b"; until_ok "end of the second copy after SIGTERM" 2 gone "$b" ;;
-  closed-streams)
-    start bash -c 'exec "$0" <&- >&- 2>&-' "$agent"
+  closed-all | closed-err) # /dev/null comes back as the lowest closed descriptor, 0 or 2
+    start bash -c "exec \"\$0\" $([[ $row == closed-all ]] && echo '<&- >&-') 2>&-" "$agent"
     kill -USR2 "$pid"; until_ok launch 2 has_calls open 1
     # Standard output is popen's pipe; the other two must be the agent's /dev/null.
     [[ $(<"$folder/fds") == /dev/null$'\n'pipe:*$'\n'/dev/null ]] || fail "saw $(<"$folder/fds")"
