@@ -2,7 +2,8 @@
 //
 // On Mac OS X 10.5 and later it returns at once. Otherwise it detaches, arms the signal path and
 // makes a pass about every 110 ms: a 10 ms pump, a 100 ms pause, then whatever the two flags ask
-// for. The flags are set in signal context and only read here:
+// for. Signal context only sets the flags. The loop reads both and clears DoLaunch before it runs
+// the launch command, so that a request arriving meanwhile gets the next pass. The flags:
 //   DoLaunch (App)                SIGUSR2: run the launch command in the next pass;
 //   quitRequested (MyApplication) SIGINT, SIGTERM, SIGQUIT: end at the end of this pass.
 // Every ten seconds it lists its user's processes. The loop ends in three ways: a second copy of
