@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# CI for macOS, the agent's target, from Linux: installs the cross toolchain (zig with the macOS
+# headers and libSystem link stubs, an npm package pinned by version and integrity hash in
+# cmake/macos/package-lock.json) under build/macos-toolchain, then runs the workflow `macos`:
+# zeb-agent built and linked as a Mach-O x86_64 executable, and every source compiled for
+# Mac OS X 10.4 on 32-bit Intel so that a newer call fails by name. Nothing runs on a Mac here.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+packages=(cmake clang npm)
+missing=()
+for package in "${packages[@]}"; do
+  command -v "$package" >/dev/null || dpkg -s "$package" >/dev/null 2>&1 || missing+=("$package")
+done
+if ((${#missing[@]})); then
+  apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive apt-get install -y -qq "${missing[@]}"
+fi
+
+# Installed again only when the pinned package changes; the first build of the C++ library for
+# the target then takes zig about two minutes, later builds seconds.
+toolchain=build/macos-toolchain
+if ! cmp -s cmake/macos/package-lock.json $toolchain/package-lock.json; then
+  rm -rf $toolchain/node_modules
+  mkdir -p $toolchain
+  cp cmake/macos/package.json cmake/macos/package-lock.json $toolchain/
+  (cd $toolchain && npm ci --ignore-scripts --no-audit --no-fund --cache "$PWD/npm-cache" --loglevel=error)
+fi
+
+cmake --workflow --preset macos
+
+# A 64-bit Mach-O file starts with 0xfeedfacf, here in little-endian order.
+magic=$(od -An -tx1 -N4 build/macos/zeb-agent | tr -d ' \n')
+if [[ $magic != cffaedfe ]]; then
+  echo "macOS: build/macos/zeb-agent is no 64-bit Mach-O file (starts with $magic)" >&2
+  exit 1
+fi
+echo "macOS: build/macos/zeb-agent is a Mach-O x86_64 executable; every source holds to Mac OS X 10.4."
