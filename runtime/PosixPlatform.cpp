@@ -1,5 +1,6 @@
 // The platform for Linux and macOS. The macOS branches use only calls that Mac OS X 10.4 has,
-// the last system on which the agent does its job (10.5 and later only ask for the version).
+// the last system on which the agent does its job (10.5 and later only ask for the version);
+// the macOS build (cmake/macos) fails on any call that 10.4 lacks.
 
 #include <dlfcn.h>
 #include <fcntl.h>
