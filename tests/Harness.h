@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <map>
@@ -27,7 +28,7 @@ struct FakePlatform : Platform {
   Tick now = 0;
   std::map<String, int> lookups;
   std::map<String, String> outputs;
-  long errorFromByte = -1;             // ferror fails once the stream has been read this far
+  long errorFromByte = LONG_MAX;       // ferror fails once the stream has been read this far
   std::string listing = kLiveSession;  // what every check gets
   std::multimap<std::string, std::string> events;  // "2c" -> "USR2", "path" -> "", see Run
   int pass = 0, pumps = 0;
@@ -68,18 +69,12 @@ struct FakePlatform : Platform {
       fake->launchPump = !check;
       fake->Happen(std::to_string(fake->pass) + (check ? "c" : "l"));
     }
-    if (!fake->outputs.contains(command)) {
-      return ::popen(command, mode);
-    }
-    FILE* const stream = std::tmpfile();
-    std::fwrite(fake->outputs[command].data(), 1, fake->outputs[command].size(), stream);
-    std::rewind(stream);
-    return stream;
+    std::string* const output = fake->outputs.contains(command) ? &fake->outputs[command] : nullptr;
+    return output == nullptr ? ::popen(command, mode)
+                             : ::fmemopen(output->data(), output->size(), mode);
   }
   static int Ferror(FILE* stream) noexcept {
-    return fake->errorFromByte >= 0 && std::ftell(stream) >= fake->errorFromByte
-               ? 1
-               : std::ferror(stream);
+    return std::ftell(stream) >= fake->errorFromByte ? 1 : std::ferror(stream);
   }
   static int Pclose(FILE* stream) noexcept {
     fake->Say("pclose ");
