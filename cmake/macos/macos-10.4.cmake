@@ -9,9 +9,12 @@ set(scratch ${CMAKE_BINARY_DIR}/macos-10.4)
 # Before 10.5, i386's time.h includes machine/_limits.h, which these headers lack.
 file(WRITE ${scratch}/include/machine/_limits.h "#include <i386/_limits.h>\n")
 
+# The agent's own warnings, as every other build of it has them.
+get_target_property(warnings zeb-warnings INTERFACE_COMPILE_OPTIONS)
+get_target_property(strictWarnings zeb-strict-warnings INTERFACE_COMPILE_OPTIONS)
 set(flags
   -target i386-apple-macosx10.4 -std=c++20 -fsyntax-only -Werror=unguarded-availability
-  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Werror
+  ${warnings} ${strictWarnings}
   # The C++ library's headers as zig configures them.
   -D_LIBCPP_HAS_NO_VENDOR_AVAILABILITY_ANNOTATIONS -D_LIBCPP_ABI_VERSION=1
   -D_LIBCPP_ABI_NAMESPACE=__1
