@@ -38,6 +38,11 @@ void CatchAllSignals() {
     InstallHandler(sig, &handler);
     BackgroundTask();
   }
+  // A mask left by the starter survives exec: unblocked only now, so that what is pending goes
+  // to the handler, and every command the agent runs starts with nothing blocked.
+  sigset_t nothing;
+  sigemptyset(&nothing);
+  static_cast<void>(::sigprocmask(SIG_SETMASK, &nothing, nullptr));
 }
 
 void InstallHandler(std::int32_t sig, const MemoryBlock* handler) {

@@ -66,8 +66,8 @@ extern ApplicationReference myApp;
 // Registers `app` for every later signal; null clears the registration.
 void SetApplication(std::shared_ptr<SIGConsoleApplication> app) noexcept;
 
-// Installs sigHandler for every number from 1 to 32, to stay after each delivery. Numbers the
-// system refuses (SIGKILL, SIGSTOP, 32) are skipped without a word.
+// Installs sigHandler for every number from 1 to 32, to stay after each delivery, then unblocks
+// every signal. Numbers the system refuses (SIGKILL, SIGSTOP, 32) are skipped without a word.
 void CatchAllSignals();
 
 // Installs the handler whose address `handler` holds; a null block raises NilObjectException.
