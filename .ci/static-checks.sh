@@ -28,7 +28,8 @@ else
   find "${sources[@]}" -name '*.cpp' -print0 |
     xargs -0 -n 1 -P "$jobs" clang-tidy -p "$build" --quiet >"$build/clang-tidy.log" 2>&1 || status=1
 fi
-# A configuration clang-tidy cannot read is reported, but not as a failure.
+# clang-tidy reports a configuration it cannot read and goes on without it, exit status 0; it
+# fails here.
 if grep -q '\.clang-tidy:[0-9:]* error' "$build/clang-tidy.log"; then status=1; fi
 if ((status)); then
   # run-clang-tidy colours its output even into a file.
