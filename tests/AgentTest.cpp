@@ -155,7 +155,7 @@ TEST(Darwin, Nanoseconds) {
 
 // A path too long for the first buffer is read again, with the size the reader asks for.
 TEST(Darwin, ExecutablePath) {
-  static const std::string path(PATH_MAX, 'p');
+  static const std::string path(3 * PATH_MAX, 'p');
   const darwin::PathReader read = [](char* buffer, std::uint32_t* size) {  // _NSGetExecutablePath
     const bool fits = path.size() < *size;
     *size = fits ? *size : static_cast<std::uint32_t>(path.size() + 1);
