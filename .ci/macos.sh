@@ -2,12 +2,13 @@
 # CI for macOS, the agent's target, from Linux: installs the cross toolchain (zig with the macOS
 # headers and libSystem link stubs, an npm package pinned by version and integrity hash in
 # cmake/macos/package-lock.json) under build/macos-toolchain, then runs the workflow `macos`:
-# zeb-agent built and linked as a Mach-O x86_64 executable, and every source compiled for
-# Mac OS X 10.4 on 32-bit Intel so that a newer call fails by name. Nothing runs on a Mac here.
+# zeb-agent built and linked as a Mach-O x86_64 executable, and every source checked for
+# Mac OS X 10.4 on 32-bit Intel so that a newer call fails by name. Then the oldest macOS the
+# executable records, which must be the one the README states. Nothing runs on a Mac here.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-packages=(cmake clang npm)
+packages=(cmake clang npm llvm-14)
 missing=()
 for package in "${packages[@]}"; do
   command -v "$package" >/dev/null || dpkg -s "$package" >/dev/null 2>&1 || missing+=("$package")
@@ -35,4 +36,12 @@ if [[ $magic != cffaedfe ]]; then
   echo "macOS: build/macos/zeb-agent is no 64-bit Mach-O file (starts with $magic)" >&2
   exit 1
 fi
-echo "macOS: build/macos/zeb-agent is a Mach-O x86_64 executable; every source holds to Mac OS X 10.4."
+
+# LC_BUILD_VERSION's minos is the oldest system the loader accepts the file on.
+recorded=$(llvm-objdump-14 --macho --private-headers build/macos/zeb-agent | awk '$1 == "minos" { print $2 }')
+stated=$(sed -n '/records `minos /{s/.*records `minos \([0-9.]*\)`.*/\1/p;q}' README.md)
+if [[ -z $stated || $recorded != "$stated" ]]; then
+  echo "macOS: build/macos/zeb-agent records minos ${recorded:-none}; the README states ${stated:-none}" >&2
+  exit 1
+fi
+echo "macOS: build/macos/zeb-agent is a Mach-O x86_64 executable for macOS $recorded and later; every source holds to Mac OS X 10.4."

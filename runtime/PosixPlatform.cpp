@@ -6,13 +6,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <climits>
-#include <cstdio>
 #include <ctime>
-#include <vector>
+#include <optional>
 
 #if defined(__APPLE__)
 #include <mach-o/dyld.h>
@@ -23,6 +20,7 @@
 #endif
 
 #include "runtime/ConsoleApplication.h"
+#include "runtime/Darwin.h"
 #include "runtime/Platform.h"
 
 namespace zeb {
@@ -69,10 +67,8 @@ std::int64_t MonotonicNanoseconds() {
 #if defined(__APPLE__)
   mach_timebase_info_data_t base{};
   ::mach_timebase_info(&base);
-  const std::uint64_t units = ::mach_absolute_time();
-  // Split so that the multiplication cannot overflow on a long uptime.
-  return static_cast<std::int64_t>(units / base.denom * base.numer +
-                                   units % base.denom * base.numer / base.denom);
+  return static_cast<std::int64_t>(
+      darwin::Nanoseconds(::mach_absolute_time(), base.numer, base.denom));
 #else
   timespec now{};
   ::clock_gettime(CLOCK_MONOTONIC, &now);
@@ -141,17 +137,14 @@ bool Platform::QuerySystemVersion([[maybe_unused]] std::int32_t& version) {
 #if defined(__APPLE__)
   std::array<char, 32> release{};
   std::size_t size = release.size();
-  int darwin = 0;
-  int update = 0;
-  if (::sysctlbyname("kern.osrelease", release.data(), &size, nullptr, 0) != 0 ||
-      std::sscanf(release.data(), "%d.%d", &darwin, &update) < 1) {
+  if (::sysctlbyname("kern.osrelease", release.data(), &size, nullptr, 0) != 0) {
     return false;
   }
-  // Darwin 8 is 10.4, Darwin 9 is 10.5, and so on; its minor number is the bug-fix release.
-  // Later systems clamp to 10.9.9, which is all the version gate needs to know of them.
-  constexpr int kFirstDarwinOfTen = 4;
-  version = 0x1000 | std::clamp(darwin - kFirstDarwinOfTen, 0, 9) << 4 | std::clamp(update, 0, 9);
-  return true;
+  const std::optional<std::int32_t> read = darwin::SystemVersion(release.data());
+  if (read) {
+    version = *read;
+  }
+  return read.has_value();
 #else
   return false;
 #endif
@@ -201,15 +194,7 @@ bool Platform::Detach() {
 // link keeps its own name, and a file replaced while the agent runs changes nothing.
 String Platform::ExecutablePath() {
 #if defined(__APPLE__)
-  std::uint32_t size = PATH_MAX;
-  std::vector<char> path(size);
-  if (::_NSGetExecutablePath(path.data(), &size) != 0) {
-    path.resize(size);
-    if (::_NSGetExecutablePath(path.data(), &size) != 0) {
-      return {};
-    }
-  }
-  return path.data();
+  return darwin::ExecutablePath(&::_NSGetExecutablePath);
 #else
   // NOLINTNEXTLINE(performance-no-int-to-ptr): getauxval hands the address over as an integer
   const auto* const path = reinterpret_cast<const char*>(::getauxval(AT_EXECFN));

@@ -1,7 +1,9 @@
-# Holds every agent source to Mac OS X 10.4 on 32-bit Intel: each is compiled for
+# Holds every agent source to Mac OS X 10.4 on 32-bit Intel: each is checked for
 # i386-apple-macosx10.4 with the build machine's clang against the cross toolchain's macOS
 # headers, so that a call newer than 10.4 fails by name ("'clock_gettime' is only available on
-# macOS 10.12 or newer"). No current toolchain links a 32-bit Mac program: this only compiles.
+# macOS 10.12 or newer"). Syntax only (-fsyntax-only): parsed and type-checked, availability
+# included, but no code is generated and nothing linked; no current toolchain links a 32-bit Mac
+# program.
 find_program(ZEB_HOST_CLANGXX NAMES clang++-14 clang++ NO_CMAKE_FIND_ROOT_PATH REQUIRED)
 
 set(headers ${ZEB_ZIG_ROOT}/lib)
@@ -15,9 +17,10 @@ get_target_property(strictWarnings zeb-strict-warnings INTERFACE_COMPILE_OPTIONS
 set(flags
   -target i386-apple-macosx10.4 -std=c++20 -fsyntax-only -Werror=unguarded-availability
   ${warnings} ${strictWarnings}
-  # The C++ library's headers as zig configures them.
-  -D_LIBCPP_HAS_NO_VENDOR_AVAILABILITY_ANNOTATIONS -D_LIBCPP_ABI_VERSION=1
-  -D_LIBCPP_ABI_NAMESPACE=__1
+  # The C++ library's headers as zig configures them, but with their availability marks on, so
+  # that what the system's libc++ gained late fails too (std::optional::value, 10.13). They know
+  # no system before libc++ shipped (10.7); 10.4 has none, and the agent would carry its own.
+  -D_LIBCPP_ABI_VERSION=1 -D_LIBCPP_ABI_NAMESPACE=__1
   -nostdlibinc -nostdinc++
   -isystem ${headers}/libcxx/include -isystem ${headers}/libcxxabi/include
   -isystem ${scratch}/include
