@@ -42,7 +42,7 @@ void CatchAllSignals() {
   // to the handler, and every command the agent runs starts with nothing blocked.
   sigset_t nothing;
   sigemptyset(&nothing);
-  static_cast<void>(::sigprocmask(SIG_SETMASK, &nothing, nullptr));
+  static_cast<void>(::pthread_sigmask(SIG_SETMASK, &nothing, nullptr));
 }
 
 void InstallHandler(std::int32_t sig, const MemoryBlock* handler) {
