@@ -168,7 +168,7 @@ read -r -a base_quit < <(summary "$work/quit-baseline" 3)
 slowest=$(awk -v a="${base_launch[2]}" -v b="${base_quit[2]}" 'BEGIN { print (a > b) ? a : b }')
 verdict() { awk -v v="$1" -v limit="$2" 'BEGIN { print (v <= limit) ? "met" : "MISSED" }'; }
 target() { # TEXT AGENT_MS BASELINE_MS LIMIT: one line of the table, the ratio and both times
-  local ratio=$(awk -v a="$2" -v b="$3" 'BEGIN { printf "%.2f", (b > 0) ? a / b : 99 }')
+  ratio=$(awk -v a="$2" -v b="$3" 'BEGIN { printf "%.2f", (b > 0) ? a / b : 99 }')
   awk -v t="$1" -v r="$ratio" -v a="$2" -v b="$3" -v v="$(verdict "$ratio" "$4")" \
     'BEGIN { printf "| %s | %s x (%.1f / %.1f ms) | %s |\n", t, r, a, b, v }'
 }
