@@ -1,16 +1,14 @@
 #!/usr/bin/env bash
 # Measures the agent beside bench/baseline-agent.c in a simulated session (tools/zeb-session):
-# idle CPU and private dirty memory side by side, launch latency (SIGUSR2 until the stand-in
-# /usr/bin/open has started) and quit latency (SIGTERM until the process is gone). Prints
-# tables and its targets, each a ratio to the baseline measured in the same run, since absolute
-# times move with the machine and its load; a missed target is printed, not turned into a
-# failure. Exit 77: no sandbox here.
+# idle CPU and private dirty memory side by side (and where that memory lies), launch latency
+# (SIGUSR2 until the stand-in /usr/bin/open has started) and quit latency (SIGTERM until gone).
+# Prints tables and its targets, each a ratio to the baseline of the same run, as absolute times
+# move with the machine and its load; a missed target is printed, not a failure. 77: no session.
 #   bench/measure.sh [--seconds N] [--samples N] [AGENT BASELINE BINDING SESSION_TOOL]
 # --seconds: idle time (default 60); --samples: launches and quits per program (default 30).
 # Without the programs it builds them with the bench preset into build/bench.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-# shellcheck source=tools/polling.sh
 source "$root/tools/polling.sh"
 seconds=60 samples=30
 die() { echo "measure.sh: $*" >&2 && exit 1; }
@@ -24,50 +22,37 @@ if [[ -z ${ZEB_MEASURE_FOLDER:-} ]]; then
   (($# == 4)) || die "usage: measure.sh [--seconds N] [--samples N] [AGENT BASELINE BINDING TOOL]"
   folder=$(mktemp -d /tmp/zeb-measure.XXXXXX)
   trap 'rm -rf "$folder"' EXIT
-  printf '#!/bin/bash\nprintf "COMMAND\\nloginwindow\\nzeb-agent\\n"\n' >"$folder/ps"
+  mkdir "$folder/bin" && : >"$folder/open-started"
+  printf '#!/bin/bash\nprintf "COMMAND\\nloginwindow\\nzeb-agent\\n"\n' >"$folder/bin/ps"
   # shellcheck disable=SC2016 # $EPOCHREALTIME starts no process: the stamp is the stand-in's start
-  printf '#!/bin/bash\necho "$EPOCHREALTIME" >>%q\n' "$folder/open-started" >"$folder/open"
-  : >"$folder/open-started"
-  sync "$1" "$2" "$3" # mapped pages of a file not yet written back count as private dirty
-  ZEB_MEASURE_FOLDER=$folder "$4" --open "$folder/open" --ps "$folder/ps" --out "$folder/out" \
+  printf '#!/bin/bash\necho "$EPOCHREALTIME" >>%q\n' "$folder/open-started" >"$folder/bin/open"
+  chmod +x "$folder"/bin/* && sync "$1" "$2" "$3" # unwritten pages of a mapped file count as dirty
+  ZEB_MEASURE_FOLDER=$folder "$4" --bin "$folder/bin" --out "$folder/out" \
     --deadline $((seconds * 2 + samples * 6 + 60)) -- "$root/bench/measure.sh" \
-    --seconds "$seconds" --samples "$samples" "${@:1:3}" || status=$?
-  ((${status:-0} != 77)) || exit 77
-  ((${status:-0} == 0)) && [[ $(<"$folder/out/starter-status") == "exit 0" ]] && exit 0
-  die "failed"
+    --seconds "$seconds" --samples "$samples" "${@:1:3}" && exit || status=$?
+  ((status == 77)) && exit 77 || die "failed (status $status)"
 fi
 
-# Inside the sandbox, as the command zeb-session starts; it adopts the detached agents.
+# Inside the session, as its starter: its PID 1 adopts the detached agents.
 readonly agent=$1 baseline=$2 binding=$3 work=$ZEB_MEASURE_FOLDER
-declare -A live=()
-cleanup() { for pid in "${!live[@]}"; do kill -KILL "$pid" 2>/dev/null || true; done; }
-trap cleanup EXIT
 # poll's 20 ms steps, each a /bin/sleep, are too coarse for latency and would disturb the idle
 # windows; read -t on a descriptor that never has data pauses without a process.
 exec {pause_fd}<> <(:)
 pause() { read -r -t "$1" -u "$pause_fd" _ || true; }
 random_pause() { pause "0.$((150 + RANDOM % 251))"; }
 alive() { # and not a zombie
-  local s
-  { read -r s <"/proc/$1/stat"; } 2>/dev/null && s=${s##*) } && [[ ${s:0:1} != Z ]]
-}
+  { read -r s <"/proc/$1/stat"; } 2>/dev/null && s=${s##*) } && [[ ${s:0:1} != Z ]]; }
 armed() { # SIGTERM and SIGUSR2 are caught
   [[ $(grep SigCgt "/proc/$1/status" 2>/dev/null) =~ ([0-9a-f]+)$ ]] &&
-    (((16#${BASH_REMATCH[1]} & 0x4800) == 0x4800))
-}
-detached() { # the agent's detached copy, adopted by zeb-session, our parent
-  for pid in $(pgrep -P "$PPID" -x zeb-agent); do alive "$pid" && return 0; done
-  return 1
-}
+    (((16#${BASH_REMATCH[1]} & 0x4800) == 0x4800)); }
 start() {
   if [[ $1 == "$agent" ]]; then
     "$agent" || die "the agent's starter failed"
-    poll 3 detached || die "the agent did not detach"
+    pid=$(pgrep -n -P 1 -x zeb-agent) || die "the agent did not detach" # PID 1 adopted it
   else
     "$1" </dev/null >/dev/null 2>&1 &
     pid=$!
   fi
-  live[$pid]=1
   poll 3 armed "$pid" || die "process $pid never caught its signals"
 }
 quit() { # prints the microseconds from SIGTERM until the process is gone
@@ -78,8 +63,7 @@ quit() { # prints the microseconds from SIGTERM until the process is gone
     pause 0.0002
   done
   echo $((${EPOCHREALTIME/[.,]/} - sent))
-  unset "live[$1]"
-  wait "$1" 2>/dev/null || true # a baseline is our child; an agent is zeb-session's
+  wait "$1" 2>/dev/null || true # a baseline is our child; an agent is PID 1's
 }
 
 # Idle, side by side: the agent, the baseline binding usleep by name and a second copy of it
@@ -87,11 +71,8 @@ quit() { # prints the microseconds from SIGTERM until the process is gone
 # ran just before on that CPU, and programs of one period keep their phases against each other,
 # so one long window would measure one phase. Short windows, then, and before each a SIGUSR1 at
 # a random moment cuts each program's pause short and gives it a new phase.
-start "$agent" && agent_pid=$pid
-start "$binding" && binding_pid=$pid
-start "$binding" && copy_pid=$pid
-start "$baseline" && baseline_pid=$pid
-idle=("$agent_pid" "$binding_pid" "$copy_pid" "$baseline_pid")
+for p in "$agent" "$binding" "$binding" "$baseline"; do start "$p" && idle+=("$pid"); done
+read -r agent_pid binding_pid copy_pid baseline_pid <<<"${idle[*]}"
 pause 1
 end=$(($(micros "$EPOCHREALTIME") + seconds * 1000000))
 while (($(micros "$EPOCHREALTIME") < end)); do
@@ -112,6 +93,14 @@ while (($(micros "$EPOCHREALTIME") < end)); do
   done | paste -s >>"$work/memory"
 done
 for pid in "${idle[@]}"; do alive "$pid" || die "a program ended during the idle windows"; done
+# Where the private dirty pages lie, one sample (smaps): the program file's own mappings (its data
+# relocated at start among them), the shared libraries, heap, stack, the rest (bss among them).
+where=$(awk -v a="$(realpath "$agent")" -v b="$(realpath "$baseline")" 'FNR == 1 { f++ }
+  /^[0-9a-f]/ { k = $6 == a || $6 == b ? 2 : $6 ~ /\.so/ ? 3 : $6 ~ /^\[h/ ? 1 : $6 ~ /^\[s/ ? 4 : 5 }
+  /^Private_Dirty/ { kb[k, f] += $2 }
+  END { split("heap,file,libraries,stack,rest", n, ",")
+    for (k = 1; k <= 5; k++) printf "%s%s %d/%d", (k > 1 ? ", " : ""), n[k], kb[k, 1], kb[k, 2] }' \
+  /proc/{"$agent_pid","$baseline_pid"}/smaps)
 quit "$binding_pid" >/dev/null && quit "$copy_pid" >/dev/null
 
 # Ratios per window (the agent to the two binding copies together, one copy to the other, the
@@ -137,7 +126,7 @@ echo "| baseline binding usleep by name | ${f[3]} | ${f[12]} (${f[13]} to ${f[14
 echo "| the same, 2nd copy | ${f[4]} | ${f[9]} (${f[10]} to ${f[11]}) to the 1st copy (noise) |"
 printf '| baseline | %s | |\n\n' "${f[5]}"
 echo "Private dirty (smaps_rollup, median of one sample a window): agent ${dirty[0]} kB, baseline"
-printf '%s kB, ratio %s.\n\n' "${dirty[1]}" "${dirty[2]}"
+printf '%s kB, ratio %s. Where (kB, agent/baseline): %s.\n\n' "${dirty[1]}" "${dirty[2]}" "$where"
 
 # Latency; requests 150 to 400 ms apart, so at random phases of the pass.
 exec {record_fd}<"$work/open-started"
@@ -179,7 +168,6 @@ read -r -a base_quit < <(summary "$work/quit-baseline" 3)
 slowest=$(awk -v a="${base_launch[2]}" -v b="${base_quit[2]}" 'BEGIN { print (a > b) ? a : b }')
 verdict() { awk -v v="$1" -v limit="$2" 'BEGIN { print (v <= limit) ? "met" : "MISSED" }'; }
 target() { # TEXT AGENT_MS BASELINE_MS LIMIT: one line of the table, the ratio and both times
-  local ratio
   ratio=$(awk -v a="$2" -v b="$3" 'BEGIN { printf "%.2f", (b > 0) ? a / b : 99 }')
   awk -v t="$1" -v r="$ratio" -v a="$2" -v b="$3" -v v="$(verdict "$ratio" "$4")" \
     'BEGIN { printf "| %s | %s x (%.1f / %.1f ms) | %s |\n", t, r, a, b, v }'
@@ -187,8 +175,7 @@ target() { # TEXT AGENT_MS BASELINE_MS LIMIT: one line of the table, the ratio a
 echo "| target, against the baseline of the same run | measured | |"
 echo "|---|---:|---|"
 echo "| idle CPU at most 1.10 x the binding baseline's | ${f[6]} x | $(verdict "${f[6]}" 1.10) |"
-echo "| private dirty at most 1.25 x the baseline's | ${dirty[2]} x |" \
-  "$(verdict "${dirty[2]}" 1.25) |"
+echo "| private dirty at most 1.25 x the baseline's | ${dirty[2]} x | $(verdict "${dirty[2]}" 1.25) |"
 target "launch median at most 1.50 x the baseline's" "${launch[0]}" "${base_launch[0]}" 1.50
 target "launch maximum at most 1.25 x the baseline's slowest answer" "${launch[2]}" "$slowest" 1.25
 target "quit maximum at most 1.25 x the baseline's slowest answer" "${quits[2]}" "$slowest" 1.25

@@ -1,26 +1,20 @@
 #!/usr/bin/env bash
 # Shows the agent at work in a simulated login session:   demo.sh AGENT SESSION_TOOL FOLDER
-# A private PID namespace with its own /proc lets the real /bin/ps see only the demo's processes,
-# among them a real one named loginwindow that keeps the session alive; a stand-in /usr/bin/open
-# records the messenger's start.
+# It runs itself as the starter of the session (tools/zeb-session), where the real /bin/ps sees
+# only the session's processes, among them a real one named loginwindow that keeps the session
+# alive; a stand-in /usr/bin/open records the messenger's start.
 set -euo pipefail
 # shellcheck source=tools/polling.sh
 source "$(dirname "${BASH_SOURCE[0]}")/../tools/polling.sh"
 
-readonly agent=$1 session=$2 folder=$3
-
-if [[ ${ZEB_DEMO_INSIDE:-} != 1 ]]; then
-  for namespace in "unshare --pid --fork --mount-proc" \
-    "unshare --user --map-root-user --pid --fork --mount-proc"; do
-    read -ra command <<<"$namespace"
-    if "${command[@]}" true 2>/dev/null; then
-      ZEB_DEMO_INSIDE=1 exec "${command[@]}" bash "$0" "$@"
-    fi
-  done
-  echo "demo: cannot make a private PID and mount namespace here." >&2
-  echo "demo: run it as root, or allow unprivileged user namespaces" \
-    "(sysctl kernel.unprivileged_userns_clone=1, user.max_user_namespaces > 0)." >&2
-  exit 1
+readonly agent=$1 folder=$3
+if [[ -z ${ZEB_IN_SESSION:-} ]]; then
+  rm -rf "$folder"
+  mkdir -p "$folder/bin"
+  printf -v open_log '%q' "$folder/open.log"
+  printf '#!/bin/bash\nprintf "%%s\\n" "$*" >>%s\n' "$open_log" >"$folder/bin/open"
+  chmod +x "$folder/bin/open"
+  ZEB_IN_SESSION=1 exec "$2" --bin "$folder/bin" --deadline 30 --out "$folder/out" -- bash "$0" "$@"
 fi
 
 started=
@@ -35,42 +29,23 @@ at() {
   ((left <= 0)) || sleep "$(printf '%d.%06d' $((left / 1000000)) $((left % 1000000)))"
 }
 
-rm -rf "$folder"
-mkdir -p "$folder"
-printf -v open_log '%q' "$folder/open.log"
-printf '#!/bin/bash\nprintf "%%s\\n" "$*" >>%s\n' "$open_log" >"$folder/open"
-stand_ins=(--open "$folder/open")
-ps_kind="the real /bin/ps"
-# Without procps, a ps that lists the names of what runs here: in this PID namespace that is all
-# of the session's processes, as the real one would list them.
-if [[ ! -x /bin/ps ]]; then
-  printf '#!/bin/bash\necho COMMAND\ncat /proc/[0-9]*/comm\n' >"$folder/ps"
-  stand_ins+=(--ps "$folder/ps")
-  ps_kind="no procps here, so a stand-in /bin/ps lists /proc"
-fi
 # The kernel names a process after the file it was started from, so this sleep is "loginwindow".
 ln -s "$(command -v sleep)" "$folder/loginwindow"
 "$folder/loginwindow" infinity &
 readonly loginwindow=$!
 
-echo "zeb-agent in a simulated session (private namespaces; $ps_kind; a stand-in /usr/bin/open)"
+echo "zeb-agent in a simulated session (private namespaces, the real /bin/ps, a stand-in open)"
 started=$(micros "$EPOCHREALTIME")
-"$session" "${stand_ins[@]}" --deadline 30 --out "$folder/out" -- "$agent" &
-readonly session_pid=$!
-if ! poll 5 test -f "$folder/out/agent-status" -o -f "$folder/out/agent-pid"; then
-  echo "demo: the agent did not start" >&2
-  exit 1
-fi
-if [[ ! -f $folder/out/agent-pid ]]; then
-  status=0
-  wait "$session_pid" || status=$?
-  echo "demo: the agent left nothing running (session tool status $status)" >&2
-  exit 1
-fi
-agent_pid=$(<"$folder/out/agent-pid")
+"$agent"
+# The agent detached: the session's PID 1 adopted it, its newest child.
+agent_pid=$(pgrep -n -P 1)
 readonly agent_pid
-say "agent started, pid $agent_pid; its starter ended at once: $(<"$folder/out/starter-status")"
-listing=$(nsenter --target "$agent_pid" --mount /bin/ps -cx -o command)
+if ((agent_pid == $$)); then
+  echo "demo: the agent left nothing running" >&2
+  exit 1
+fi
+say "agent started, pid $agent_pid; its starter ended at once: exit 0"
+listing=$(/bin/ps -cx -o command)
 listing=${listing#*$'\n'}
 say "/bin/ps -cx -o command in the session: ${listing//$'\n'/, }"
 
@@ -88,9 +63,9 @@ kill "$loginwindow"
 wait "$loginwindow" || true
 say "session ended (loginwindow gone); the agent notices at its next check, every ten seconds"
 
-if poll 15 test -f "$folder/out/agent-status"; then
-  say "agent ended by itself: $(<"$folder/out/agent-status")" "$(<"$folder/out/ended-at")"
+if poll 15 test -f "$folder/out/$agent_pid"; then
+  read -r how code when <"$folder/out/$agent_pid"
+  say "agent ended by itself: $how $code" "$when"
 else
   say "agent still running after 15 s"
 fi
-wait "$session_pid"
