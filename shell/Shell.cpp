@@ -1,5 +1,9 @@
 #include "shell/Shell.h"
 
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+
 #include <cstdio>
 
 #include "runtime/ConsoleApplication.h"
@@ -60,6 +64,11 @@ void Capture(String& output, String command) {
     ReadUntilEnd(output, holder);
     Bind<decltype(::pclose)>("pclose")(StreamIn(holder));
   }
+#if defined(__GLIBC__)
+  // The agent stays for the whole session: the heap pages that this capture's stream buffer took
+  // above everything still in use go back to the system rather than staying dirty until the end.
+  ::malloc_trim(0);
+#endif
 }
 
 }  // namespace zeb::shell
