@@ -65,8 +65,9 @@ void Capture(String& output, String command) {
     Bind<decltype(::pclose)>("pclose")(StreamIn(holder));
   }
 #if defined(__GLIBC__)
-  // The agent stays for the whole session: the heap pages that this capture's stream buffer took
-  // above everything still in use go back to the system rather than staying dirty until the end.
+  // The agent stays all session: what this capture freed on top of the heap (its stream buffer,
+  // once a smaller allocation has taken the buffer's first place) goes back to the system
+  // instead of staying dirty.
   ::malloc_trim(0);
 #endif
 }
