@@ -33,7 +33,11 @@ printf 'int main(void) { return 0; }\n' >$probe.c
 gcc -m32 $probe.c -o $probe
 can_run=${ZEB_M32_RUN:-} why="ZEB_M32_RUN=no"
 if [[ -z $can_run ]]; then
-  if why=$($probe 2>&1); then can_run=yes; else can_run=no why=${why##*: }; fi
+  can_run=yes
+  if ! why=$($probe 2>&1); then
+    can_run=no
+    why=${why##*: }
+  fi
 fi
 if [[ $can_run == yes ]]; then
   ctest --preset m32
