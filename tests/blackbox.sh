@@ -76,6 +76,8 @@ case $row in
     mkfifo "$folder/go"
     exec 8<>"$folder/go" # held open: head waits for lines
     until_ok pause 20 eval '[[ -f $folder/paused && $(cut -d" " -f3 /proc/$pid/stat) == S ]]'
+    took=$(($(micros "$(head -n 1 "$folder/ps.times")") - started)) # ten seconds of the real clock
+    ((took >= 10000000 && took < 11000000)) || fail "first check after $took us"
     for n in {1..50}; do kill -USR2 "$pid"; done # all taken while the read still waits for more
     until_ok "signals taken" 2 eval '! grep -q "Pnd:.*[1-9a-f]" /proc/$pid/status'
     printf '%s\n' loginwindow "${agent##*/}" >&8
