@@ -103,17 +103,17 @@ where=$(awk -v a="$(realpath "$agent")" -v b="$(realpath "$baseline")" 'FNR == 1
   /proc/{"$agent_pid","$baseline_pid"}/smaps)
 quit "$binding_pid" >/dev/null && quit "$copy_pid" >/dev/null
 
-# Ratios per window (the agent to the two binding copies together, one copy to the other, the
-# two to the plain baseline), pooled, with ~95% intervals: mean of the logs, two standard errors.
-# CPU is the process's own (schedstat), not its children's.
+# Ratios per window (agent to the binding copies' mean, copy to copy, copies to the plain one),
+# pooled, ~95% intervals: mean of the logs, two standard errors. Own CPU (schedstat) alone.
 read -r -a f < <(awk 'function add(k, r) { s[k] += log(r); s2[k] += log(r) ^ 2 }
   function show(k, pooled,   m, e) {
     m = s[k] / NR; e = NR > 1 ? sqrt((s2[k] - NR * m * m) / (NR - 1) / NR) : 0
     return sprintf("%.2f %.2f %.2f", pooled, exp(m - 2 * e), exp(m + 2 * e)) }
-  { w += $1; a += $2; b += $3; c += $4; d += $5
+  { for (i = 1; i <= 5; i++) t[i] += $i # wall time, then the CPU of the four programs
     add(1, 2 * $2 / ($3 + $4)); add(2, $4 / $3); add(3, ($3 + $4) / 2 / $5) }
-  END { printf "%d %.1f %.0f %.0f %.0f %.0f %s %s %s\n", NR, w / 1e6, a / w * 1e3, b / w * 1e3,
-    c / w * 1e3, d / w * 1e3, show(1, 2 * a / (b + c)), show(2, c / b), show(3, (b + c) / 2 / d) }' \
+  END { printf "%d %.1f %.0f %.0f %.0f %.0f %s %s %s\n", NR, t[1] / 1e6, t[2] / t[1] * 1e3,
+    t[3] / t[1] * 1e3, t[4] / t[1] * 1e3, t[5] / t[1] * 1e3, show(1, 2 * t[2] / (t[3] + t[4])),
+    show(2, t[4] / t[3]), show(3, (t[3] + t[4]) / 2 / t[5]) }' \
   "$work/windows")
 median() { cut -f"$1" "$work/memory" | sort -n | awk '{ v[NR] = $1 } END { print v[int((NR + 1) / 2)] }'; }
 dirty=("$(median 1)" "$(median 2)")
