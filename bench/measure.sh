@@ -5,8 +5,8 @@
 # Prints tables and its targets, each a ratio to the baseline of the same run, as absolute times
 # move with the machine and its load; a missed target is printed, not a failure. 77: no session.
 #   bench/measure.sh [--seconds N] [--samples N] [AGENT BASELINE BINDING SESSION_TOOL]
-# --seconds: idle time (default 60); --samples: launches and quits per program (default 30).
-# Without the programs it builds them with the bench preset into build/bench.
+# --seconds: idle time (default 60); --samples: launches and quits per program (default 30);
+# without the programs it builds them with the bench preset into build/bench.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 source "$root/tools/polling.sh"
@@ -35,8 +35,7 @@ fi
 
 # Inside the session, as its starter: its PID 1 adopts the detached agents.
 readonly agent=$1 baseline=$2 binding=$3 work=$ZEB_MEASURE_FOLDER
-# poll's 20 ms steps, each a /bin/sleep, are too coarse for latency and would disturb the idle
-# windows; read -t on a descriptor that never has data pauses without a process.
+# poll's 20 ms steps, each a /bin/sleep, would be too coarse: read -t on an empty pipe pauses.
 exec {pause_fd}<> <(:)
 pause() { read -r -t "$1" -u "$pause_fd" _ || true; }
 random_pause() { pause "0.$((150 + RANDOM % 251))"; }
@@ -66,11 +65,10 @@ quit() { # prints the microseconds from SIGTERM until the process is gone
   wait "$1" 2>/dev/null || true # a baseline is our child; an agent is PID 1's
 }
 
-# Idle, side by side: the agent, the baseline binding usleep by name and a second copy of it
-# (their difference is the noise), and the plain baseline. What a wake-up costs depends on what
-# ran just before on that CPU, and programs of one period keep their phases against each other,
-# so one long window would measure one phase. Short windows, then, and before each a SIGUSR1 at
-# a random moment cuts each program's pause short and gives it a new phase.
+# Idle, side by side: the agent, the baseline binding usleep by name, a second copy of it (their
+# difference is the noise) and the plain baseline. A wake-up costs what ran before it on that CPU,
+# and programs of one period keep their phases, so one long window measures one phase: short
+# windows, each after a SIGUSR1 at a random moment, which cuts a pause short for a new phase.
 for p in "$agent" "$binding" "$binding" "$baseline"; do start "$p" && idle+=("$pid"); done
 read -r agent_pid binding_pid copy_pid baseline_pid <<<"${idle[*]}"
 pause 1
@@ -142,8 +140,11 @@ for who in agent baseline; do
     echo $(($(micros "$stamp") - sent))
   done >"$work/launch-$who"
   quit "${!pid_var}" >/dev/null
-  for ((i = 0; i < samples; i++)); do start "${!who}" && random_pause && quit "$pid"; done \
-    >"$work/quit-$who"
+  for ((i = 0; i < samples; i++)); do
+    start "${!who}"
+    random_pause
+    quit "$pid"
+  done >"$work/quit-$who"
 done
 summary() { # FILE [DECIMALS]: median, 95th percentile (nearest rank), maximum; in ms
   sort -n "$1" | awk -v d="${2:-1}" '{ v[NR] = $1 } END { p = int(0.95 * NR + 0.999)
@@ -162,9 +163,8 @@ read -r -a launch < <(summary "$work/launch-agent" 3)
 read -r -a quits < <(summary "$work/quit-agent" 3)
 read -r -a base_launch < <(summary "$work/launch-baseline" 3)
 read -r -a base_quit < <(summary "$work/quit-baseline" 3)
-# Either program answers within one pass of the same length, and a request that lands in the
-# 10 ms wait takes about that long. Of 30 requests none may land there, of the baseline's 60
-# (launches and quits) very likely one does: its slowest answer is the measure of a whole pass.
+# Both answer within one pass, which a request in the 10 ms wait takes: of 30 requests none may
+# land there, of the baseline's 60 one very likely does, its slowest answer being a whole pass.
 slowest=$(awk -v a="${base_launch[2]}" -v b="${base_quit[2]}" 'BEGIN { print (a > b) ? a : b }')
 verdict() { awk -v v="$1" -v limit="$2" 'BEGIN { print (v <= limit) ? "met" : "MISSED" }'; }
 target() { # TEXT AGENT_MS BASELINE_MS LIMIT: one line of the table, the ratio and both times
