@@ -54,6 +54,9 @@ void ReadUntilEnd(String& output, const MemoryBlock& holder) {
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 void Capture(String& output, String command) {
   output = String();
+  // A capture that reads to the end holds at least two items: room for them at once, so that
+  // the output is not moved, and the heap not grown, as the second comes.
+  output.reserve(2 * kReadSize);
   MemoryBlock holder(sizeof(FILE*));
   holder.Ptr(
       0, reinterpret_cast<std::intptr_t>(Bind<decltype(::popen)>("popen")(command.c_str(), "r")));
@@ -61,13 +64,19 @@ void Capture(String& output, String command) {
   // be started is deliberately not caught here.
   // cppcheck-suppress incorrectLogicOperator
   if (holder.Ptr(0) != 0 || holder.Ptr(0) != -1) {  // NOLINT(misc-redundant-expression)
+#if defined(__GLIBC__)
+    // Unbuffered, glibc's fread reads straight into the 512-byte block, and the stream takes no
+    // 4 kB buffer from the heap (a BSD stdio would read such a stream a byte at a time).
+    if (holder.Ptr(0) != 0) {
+      std::setvbuf(StreamIn(holder), nullptr, _IONBF, 0);
+    }
+#endif
     ReadUntilEnd(output, holder);
     Bind<decltype(::pclose)>("pclose")(StreamIn(holder));
   }
 #if defined(__GLIBC__)
-  // The agent stays all session: what this capture freed on top of the heap (its stream buffer,
-  // once a smaller allocation has taken the buffer's first place) goes back to the system
-  // instead of staying dirty.
+  // The agent stays all session: what this capture freed on top of the heap (the output of a
+  // long listing, say) goes back to the system instead of staying dirty.
   ::malloc_trim(0);
 #endif
 }
