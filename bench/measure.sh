@@ -1,12 +1,10 @@
 #!/usr/bin/env bash
 # Measures the agent beside bench/baseline-agent.c in a simulated session (tools/zeb-session):
-# idle CPU and private dirty memory side by side (and where that memory lies), launch latency
-# (SIGUSR2 until the stand-in /usr/bin/open has started) and quit latency (SIGTERM until gone).
-# Prints tables and its targets, each a ratio to the baseline of the same run, as absolute times
-# move with the machine and its load; a missed target is printed, not a failure. 77: no session.
-#   bench/measure.sh [--seconds N] [--samples N] [AGENT BASELINE BINDING SESSION_TOOL]
-# --seconds: idle time (default 60); --samples: launches and quits per program (default 30);
-# without the programs it builds them with the bench preset into build/bench.
+# idle CPU and private dirty memory (where it lies, and after the launches too), launch latency
+# (SIGUSR2 until the stand-in /usr/bin/open started), quit latency (SIGTERM until gone). Targets
+# are ratios to the baseline of the same run; a miss is printed, not a failure. 77: no session.
+#   bench/measure.sh [--seconds N (idle, 60)] [--samples N (launches and quits each, 30)]
+#     [AGENT BASELINE BINDING SESSION_TOOL (default: built with the bench preset)]
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 source "$root/tools/polling.sh"
@@ -139,6 +137,7 @@ for who in agent baseline; do
     done
     echo $(($(micros "$stamp") - sent))
   done >"$work/launch-$who"
+  after+=("$(awk '/^Private_Dirty/ { print $2 }' "/proc/${!pid_var}/smaps_rollup")")
   quit "${!pid_var}" >/dev/null
   for ((i = 0; i < samples; i++)); do
     start "${!who}"
@@ -159,6 +158,7 @@ for who in agent baseline; do
   echo "| $who: launch, SIGUSR2 until /usr/bin/open started | ${l[0]} | ${l[1]} | ${l[2]} |"
   echo "| $who: quit, SIGTERM until gone | ${q[0]} | ${q[1]} | ${q[2]} |"
 done && echo
+printf 'Private dirty after the idle run and the launches: agent %s kB, baseline %s kB.\n\n' "${after[@]}"
 read -r -a launch < <(summary "$work/launch-agent" 3)
 read -r -a quits < <(summary "$work/quit-agent" 3)
 read -r -a base_launch < <(summary "$work/launch-baseline" 3)
