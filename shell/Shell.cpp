@@ -56,7 +56,7 @@ void Capture(String& output, String command) {
   output = String();
   // A capture that reads to the end holds at least two items: room for them at once, so that
   // the output is not moved, and the heap not grown, as the second comes.
-  output.reserve(2 * kReadSize);
+  output.reserve(static_cast<std::size_t>(kReadSize) * 2);
   MemoryBlock holder(sizeof(FILE*));
   holder.Ptr(
       0, reinterpret_cast<std::intptr_t>(Bind<decltype(::popen)>("popen")(command.c_str(), "r")));
@@ -66,9 +66,10 @@ void Capture(String& output, String command) {
   if (holder.Ptr(0) != 0 || holder.Ptr(0) != -1) {  // NOLINT(misc-redundant-expression)
 #if defined(__GLIBC__)
     // Unbuffered, glibc's fread reads straight into the 512-byte block, and the stream takes no
-    // 4 kB buffer from the heap (a BSD stdio would read such a stream a byte at a time).
+    // 4 kB buffer from the heap (a BSD stdio would read such a stream a byte at a time). Should
+    // it fail, the stream reads the same, buffered.
     if (holder.Ptr(0) != 0) {
-      std::setvbuf(StreamIn(holder), nullptr, _IONBF, 0);
+      static_cast<void>(std::setvbuf(StreamIn(holder), nullptr, _IONBF, 0));
     }
 #endif
     ReadUntilEnd(output, holder);
