@@ -67,7 +67,7 @@ void Capture(String& output, String command) {
 #if defined(__GLIBC__)
     // Unbuffered, glibc's fread reads straight into the 512-byte block, and the stream takes no
     // 4 kB buffer from the heap (a BSD stdio would read such a stream a byte at a time). Should
-    // it fail, the stream reads the same, buffered.
+    // it fail, the stream reads the same, buffered. A failed popen's 0 goes on untouched.
     if (holder.Ptr(0) != 0) {
       static_cast<void>(std::setvbuf(StreamIn(holder), nullptr, _IONBF, 0));
     }
