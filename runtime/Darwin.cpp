@@ -14,11 +14,14 @@ constexpr int kFirstDarwinOfTen = 4;  // Darwin 8 is 10.4
 constexpr int kLargestDigit = 9;
 
 // The number at the start of `text`, which is then left with what follows it; nothing for a
-// sign, a number too large for an int or no number at all.
+// sign (from_chars takes "-0" for 0), a number too large for an int or no number at all.
 std::optional<int> TakeNumber(std::string_view& text) {
+  if (text.empty() || text.front() < '0' || text.front() > '9') {
+    return std::nullopt;
+  }
   int number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || number < 0) {
+  if (error != std::errc()) {
     return std::nullopt;
   }
   text.remove_prefix(static_cast<std::size_t>(end - text.data()));

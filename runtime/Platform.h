@@ -47,6 +47,10 @@ class Platform {
 
 Platform& CurrentPlatform() noexcept;
 
+// Writes `text` to `descriptor`, resuming after a signal or a short write, until it is all out or
+// the descriptor takes no more (closed, say). Safe in signal context: it calls write() alone.
+void WriteAll(int descriptor, std::string_view text) noexcept;
+
 // Puts `platform` in place until the end of the scope.
 class ScopedPlatform {
  public:

@@ -203,8 +203,7 @@ String Platform::ExecutablePath() {
 }
 
 void Platform::ReportUnhandledException(const RuntimeException& error) {
-  const String line = UnhandledExceptionLine(error);
-  static_cast<void>(::write(STDERR_FILENO, line.data(), line.size()));
+  WriteAll(STDERR_FILENO, UnhandledExceptionLine(error));
 }
 
 // NOLINTEND(readability-convert-member-functions-to-static)
@@ -217,6 +216,19 @@ Platform* current = &thePosixPlatform;
 }  // namespace
 
 Platform& CurrentPlatform() noexcept { return *current; }
+
+void WriteAll(int descriptor, std::string_view text) noexcept {
+  while (!text.empty()) {
+    const ssize_t written = ::write(descriptor, text.data(), text.size());
+    if (written < 0 && errno == EINTR) {
+      continue;
+    }
+    if (written <= 0) {
+      return;
+    }
+    text.remove_prefix(static_cast<std::size_t>(written));
+  }
+}
 
 ScopedPlatform::ScopedPlatform(Platform& platform) noexcept : previous_(current) {
   current = &platform;

@@ -6,13 +6,14 @@
 #include <string_view>
 
 #include "runtime/ConsoleApplication.h"
+#include "runtime/Platform.h"
 
 namespace zeb {
 
 void RaiseNilObjectExceptionInSignalContext() noexcept {
   static constexpr std::string_view kLine =
       "Unhandled NilObjectException: raised in a signal handler\n";
-  static_cast<void>(::write(STDERR_FILENO, kLine.data(), kLine.size()));
+  WriteAll(STDERR_FILENO, kLine);
   ::_exit(kUnhandledExceptionStatus);
 }
 

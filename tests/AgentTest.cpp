@@ -17,39 +17,61 @@ namespace {
 constexpr const char* kCheckEnds = "detach check@1 pclose end@1 status=0";
 constexpr const char* kCheckPasses = "detach check@1 pclose end@2 status=0";
 
+// Each row: a behaviour, a script, the run's trace, and the listing every check gets.
+// Script: "P:X" makes X happen at the start of pass P (0: before the run; end: after it), "Pl",
+// "Pc" or "Pp" while pass P's launch, listing or pause runs. X is a signal (USR2, TERM, PIPE,
+// ...) or a clock reading in ticks. Settings: "version:V" (the version query gives V; without
+// it the query fails), "throws:" (it throws), "path:P" (the executable's path), "missing:F" (F
+// is not found by name), "held:" (say what start-up holds, and what shutdown leaves).
+// Trace: detach, launch@P and check@P (a command in pass P), pclose, the unhandled-exception
+// line, end@P and the status RunAgent returned; exit=N or killed=N if the process itself ended.
 TEST(Agent, Runs) {
-  const std::tuple<const char*, std::string, const char*> rows[] = {
-      // script, listing at every check, trace
-      {"version:0x1050 end:HUP", kLiveSession, "end@0 status=0 killed=1"},  // no handlers
-      {"version:0x1049 1:TERM", kLiveSession, "detach end@1 status=0"},
-      {"version:-1 1:TERM", kLiveSession, "detach end@1 status=0"},  // signed: older
-      {"throws:", kLiveSession, "Unhandled RuntimeException: query failed\nend@0 status=1"},
-      {"1:USR2 1l:USR2 3:TERM", kLiveSession,
+  struct Row {
+    const char *behaviour, *script, *trace;
+    std::string listing = kLiveSession;
+  };
+  const Row rows[] = {
+      {"10.5 and later: ends at once, with no handler", "version:0x1050 end:HUP",
+       "end@0 status=0 killed=1"},
+      {"10.4.9 runs", "version:0x1049 1:TERM", "detach end@1 status=0"},
+      {"a negative version is older", "version:-1 1:TERM", "detach end@1 status=0"},
+      {"an escaping exception: reported, status 1",
+       "throws:", "Unhandled RuntimeException: query failed\nend@0 status=1"},
+      {"start-up registers App and one file type; shutdown releases", "held: 1:TERM",
+       "held[App text/R*ch/TEXT/ pText] detach end@1 status=0 held[App]"},
+      {"a request while the launch runs gets the next pass", "1:USR2 1l:USR2 3:TERM",
        "detach launch@1 pclose launch@2 pclose end@3 status=0"},
-      {"1:601 1c:USR2 3:TERM", kLiveSession,
+      {"a request while the listing runs gets the next pass", "1:601 1c:USR2 3:TERM",
        "detach check@1 pclose launch@2 pclose end@3 status=0"},
-      {"1:USR2 1p:QUIT", kLiveSession, "detach launch@1 pclose end@1 status=0"},
-      {"path: 1:601 1c:INT", "COMMAND\nbash\nzeb-agent\n",  // whole check, copies first
-       "detach check@1 pclose Unhandled NilObjectException\nend@1 status=1"},
-      {"0:2147483000 1:2147483600 2:-2147483643 3:TERM", kLiveSession,  // 600 ticks: not yet
-       "detach check@2 pclose end@3 status=0"},
-      {"1:601 1c:700 2:1300 3:1301 4:TERM", kLiveSession,
+      {"a quit in a launch's pass ends after the launch", "1:USR2 1p:QUIT",
+       "detach launch@1 pclose end@1 status=0"},
+      {"no own name: NilObjectException after the listing", "path: 1:601 1c:INT",
+       "detach check@1 pclose Unhandled NilObjectException\nend@1 status=1",
+       "COMMAND\nbash\nzeb-agent\n"},
+      {"600 ticks start no check; 653 across the wrap do",
+       "0:2147483000 1:2147483600 2:-2147483643 3:TERM", "detach check@2 pclose end@3 status=0"},
+      {"the next check counts from the end of the last", "1:601 1c:700 2:1300 3:1301 4:TERM",
        "detach check@1 pclose check@3 pclose end@4 status=0"},
-      {"missing:usleep", kLiveSession,
+      {"no usleep: FunctionNotFoundException", "missing:usleep",
        "detach Unhandled FunctionNotFoundException: function usleep not found in "
        "System.framework\nend@1 status=1"},
-      {"1:TERM end:USR1", kLiveSession,
+      {"a signal after shutdown: NilObjectException, exit 1", "1:TERM end:USR1",
        "detach end@1 status=0Unhandled NilObjectException: raised in a signal handler\n exit=1"},
-      {"1:601 2:TERM", "COMMAND\nloginwindow\nzeb-agen\nzeb-agen\n", kCheckPasses},  // shortened
-      {"1:601 2:TERM", "COMMAND\nloginwindow\nzeb-agent\nzeb-agent-updater\n", kCheckEnds},
-      {"1:601 1c:USR2", "COMMAND\nloginwindowd\nzeb-agent\n", kCheckEnds},  // request dropped
-      {"1:601 2:TERM", "loginwindow\n loginwindow\nLoginwindow\nloginwindow", kCheckEnds},
-      {"path:/bin/aa 1:601 2:TERM", "COMMAND\nloginwindow\naaa\n", kCheckPasses},  // no overlaps
+      {"a shortened name is no copy", "1:601 2:TERM", kCheckPasses,
+       "COMMAND\nloginwindow\nzeb-agen\nzeb-agen\n"},
+      {"a name holding the agent's is a copy", "1:601 2:TERM", kCheckEnds,
+       "COMMAND\nloginwindow\nzeb-agent\nzeb-agent-updater\n"},
+      {"loginwindowd is no session; the request is dropped", "1:601 1c:USR2", kCheckEnds,
+       "COMMAND\nloginwindowd\nzeb-agent\n"},
+      {"loginwindow only as a whole line", "1:601 2:TERM", kCheckEnds,
+       "loginwindow\n loginwindow\nLoginwindow\nloginwindow"},
+      {"matches do not overlap", "path:/bin/aa 1:601 2:TERM", kCheckPasses,
+       "COMMAND\nloginwindow\naaa\n"},
   };
-  for (const auto& [script, listing, trace] : rows) {
+  for (const auto& [behaviour, script, trace, listing] : rows) {
     FakePlatform platform;
     platform.listing = listing;
-    EXPECT_EQ(platform.Run(script), trace) << script << " / " << listing;
+    EXPECT_EQ(platform.Run(script), trace) << behaviour;
   }
 }
 
@@ -57,7 +79,7 @@ TEST(Agent, Runs) {
 // handler stays installed.
 TEST(Agent, SignalSweep) {
   for (int sig = 1; sig <= 31; ++sig) {
-    const std::string twice = "1:SIG" + std::to_string(sig) + " 1:SIG" + std::to_string(sig);
+    const std::string twice = std::string("1:") + sigabbrev_np(sig) + " 1:" + sigabbrev_np(sig);
     const char* const expected =
         sig == SIGINT || sig == SIGTERM || sig == SIGQUIT ? "detach end@1 status=0"
         : sig == SIGUSR2 ? "detach launch@1 pclose launch@2 pclose end@3 status=0"
@@ -66,6 +88,7 @@ TEST(Agent, SignalSweep) {
       EXPECT_EQ(FakePlatform().Run(twice + " 2:USR2 3:TERM"), expected) << sig;
     }
   }
+  EXPECT_THROW(signal::InstallHandler(1, nullptr), NilObjectException);
 }
 
 std::string Zeros(std::size_t count) { return std::string(count, '\0'); }
@@ -97,7 +120,6 @@ TEST(Capture, OutputShape) {
   EXPECT_EQ(platform.lookups,
             (std::map<String, int>{
                 {"popen", 1}, {"feof", 3}, {"fread", 3}, {"ferror", 2}, {"pclose", 1}}));
-  EXPECT_THROW(signal::InstallHandler(1, nullptr), NilObjectException);
 }
 
 // The real pump waits out its time while a signal every millisecond cuts each sleep short (no
@@ -120,13 +142,6 @@ TEST(PlatformDeathTest, WaitOutlastsSignals) {
       testing::ExitedWithCode(0), "");
 }
 
-// The fields after the first, and an empty delimiter, which the agent itself never asks for.
-TEST(Text, Fields) {
-  EXPECT_EQ(NthField("a--b--c", "--", 3), "c");
-  EXPECT_EQ(NthField("a--b", "--", 3), "");
-  EXPECT_EQ(CountFields("a--b", ""), 1);
-}
-
 TEST(Darwin, SystemVersion) {
   const std::pair<const char*, std::optional<std::int32_t>> rows[] = {
       {"8.0.1", 0x1040},   // 10.4
@@ -135,11 +150,12 @@ TEST(Darwin, SystemVersion) {
       {"9.0.0", 0x1050},   // 10.5: the agent stays quiet from here on
       {"20.6.0", 0x1096},  // macOS 11.5
       {"25.0.0", 0x1090},  // macOS 26
-      {"", std::nullopt},
-      {"-9.0.0", std::nullopt},
+      {"", std::nullopt},  // no number
+      {"-0.0.0", std::nullopt},           // a sign, even on 0
+      {"8.-0", std::nullopt},             // and after the dot
       {"99999999999.0.0", std::nullopt},  // past the largest int
-      {"9.0rc", std::nullopt},
-      {"8.", std::nullopt},
+      {"9.0rc", std::nullopt},            // more than numbers
+      {"8.", std::nullopt},               // no minor after the dot
   };
   for (const auto& [release, version] : rows) {
     EXPECT_EQ(darwin::SystemVersion(release), version) << release;

@@ -1,8 +1,8 @@
 #pragma once
 
 // One harness for in-process runs: a fake platform, and whole runs of the agent against it in a
-// child process (a run installs signal handlers and may end the process), told by a trace such
-// as "detach launch@1 pclose check@2 pclose end@3 status=0".
+// child process (a run installs signal handlers and may end the process), told by a trace (the
+// run table in AgentTest.cpp gives the language of scripts and traces).
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,6 +10,7 @@
 #include <climits>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <map>
 #include <sstream>
 
@@ -36,23 +37,18 @@ struct FakePlatform : Platform {
 
   FakePlatform() { fake = this; }
   void Say(const std::string& text) const {
-    static_cast<void>(tracing && ::write(STDOUT_FILENO, text.data(), text.size()));
+    if (tracing) WriteAll(STDOUT_FILENO, text);
   }
   const std::string* Setting(const std::string& key) const {
     const auto found = events.find(key);
     return found == events.end() ? nullptr : &found->second;
   }
   void Happen(const std::string& when) {
-    const std::map<std::string, int> names = {{"HUP", SIGHUP},   {"INT", SIGINT},
-                                              {"QUIT", SIGQUIT}, {"USR1", SIGUSR1},
-                                              {"USR2", SIGUSR2}, {"TERM", SIGTERM}};
     for (auto [at, to] = events.equal_range(when); at != to; ++at) {
-      if (names.contains(at->second) || at->second.starts_with("SIG")) {
-        std::raise(names.contains(at->second) ? names.at(at->second)
-                                              : std::stoi(at->second.substr(3)));
-      } else {
-        now = std::stoi(at->second);
+      for (int sig = 1; sig < 32; ++sig) {
+        if (at->second == sigabbrev_np(sig)) std::raise(sig);
       }
+      now = std::isupper(at->second[0]) != 0 ? now : std::stoi(at->second);
     }
   }
 
@@ -92,11 +88,16 @@ struct FakePlatform : Platform {
                ? standIns.at(function)
                : Platform::LoadFunctionPointerFromLibrary(function, library);
   }
+  // What start-up and shutdown leave: the registered App, file types, pText and myApp.
+  std::string Held() const {
+    std::string held = App() != nullptr && App() == getAppObject() ? "held[App" : "held[";
+    for (const auto& type : RuntimeFileTypes()) {
+      held += " " + type.name + "/" + type.macCreator + "/" + type.macType + "/" + type.extensions;
+    }
+    return held + (FileTypes::pText ? " pText" : "") + (signal::myApp.Get() ? " myApp]" : "]");
+  }
   bool QuerySystemVersion(std::int32_t& result) override {
-    const std::vector<FileTypeRecord> registered{{"text", "R*ch", "TEXT", ""}};
-    Say(App() != nullptr && App() == getAppObject() && RuntimeFileTypes() == registered
-            ? ""
-            : "bad-startup ");
+    if (Setting("held") != nullptr) Say(Held() + " ");
     if (Setting("throws") != nullptr) {
       throw std::runtime_error("query failed");
     }
@@ -119,10 +120,7 @@ struct FakePlatform : Platform {
     return Setting("path") != nullptr ? *Setting("path") : "/usr/local/bin/zeb-agent";
   }
 
-  // A whole run in a child: its trace, and " exit=N" or " killed=N". `script` holds events
-  // "P:X": at the start of pass P (0 before the run, "end" after it) or, with l, c or p, while the
-  // launch or the listing runs or in the pause, X happens: a signal (USR2, ..., SIG<number>) or a
-  // clock reading. Settings: "version:V", "throws:" (the query throws), "path:P", "missing:F".
+  // A whole run of `script` in a child: its trace (see the run table in AgentTest.cpp).
   std::string Run(const std::string& script) {
     std::istringstream tokens(script);
     for (std::string token; tokens >> token;) {
@@ -138,9 +136,8 @@ struct FakePlatform : Platform {
       Happen("0");
       const char* const arguments[] = {"zeb-agent"};
       const std::int32_t status = RunAgent(1, arguments);
-      const bool released = !FileTypes::pText && RuntimeFileTypes().empty() && !signal::myApp.Get();
-      Say("end@" + std::to_string(pass) + " status=" + std::to_string(status) +
-          (released ? "" : " unreleased"));
+      Say("end@" + std::to_string(pass) + " status=" + std::to_string(status));
+      if (Setting("held") != nullptr) Say(" " + Held());
       Happen("end");
       ::_exit(0);
     }

@@ -11,11 +11,11 @@ set(scratch ${CMAKE_BINARY_DIR}/macos-10.4)
 # Before 10.5, i386's time.h includes machine/_limits.h, which these headers lack.
 file(WRITE ${scratch}/include/machine/_limits.h "#include <i386/_limits.h>\n")
 
-# The agent's own warnings, as every other build of it has them.
+# The agent's own warnings, as errors: this build is one of the project's own checks.
 get_target_property(warnings zeb-warnings INTERFACE_COMPILE_OPTIONS)
 get_target_property(strictWarnings zeb-strict-warnings INTERFACE_COMPILE_OPTIONS)
 set(flags
-  -target i386-apple-macosx10.4 -std=c++20 -fsyntax-only -Werror=unguarded-availability
+  -target i386-apple-macosx10.4 -std=c++20 -fsyntax-only -Werror -Werror=unguarded-availability
   ${warnings} ${strictWarnings}
   # The C++ library's headers as zig configures them, but with their availability marks on, so
   # that what the system's libc++ gained late fails too (std::optional::value, 10.13). They know
