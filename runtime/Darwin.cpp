@@ -1,6 +1,7 @@
 #include "runtime/Darwin.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <climits>
 #include <cstring>
@@ -16,7 +17,7 @@ constexpr int kLargestDigit = 9;
 // The number at the start of `text`, which is then left with what follows it; nothing for a
 // sign (from_chars takes "-0" for 0), a number too large for an int or no number at all.
 std::optional<int> TakeNumber(std::string_view& text) {
-  if (text.empty() || text.front() < '0' || text.front() > '9') {
+  if (text.empty() || std::isdigit(static_cast<unsigned char>(text.front())) == 0) {
     return std::nullopt;
   }
   int number = 0;

@@ -22,7 +22,8 @@ constexpr const char* kCheckPasses = "detach check@1 pclose end@2 status=0";
 // "Pc" or "Pp" while pass P's launch, listing or pause runs. X is a signal (USR2, TERM, PIPE,
 // ...) or a clock reading in ticks. Settings: "version:V" (the version query gives V; without
 // it the query fails), "throws:" (it throws), "path:P" (the executable's path), "missing:F" (F
-// is not found by name), "held:" (say what start-up holds, and what shutdown leaves).
+// is not found by name), "held:" (say what start-up holds, and what shutdown leaves), "closed:"
+// (standard error closed).
 // Trace: detach, launch@P and check@P (a command in pass P), pclose, the unhandled-exception
 // line, end@P and the status RunAgent returned; exit=N or killed=N if the process itself ended.
 TEST(Agent, Runs) {
@@ -55,6 +56,8 @@ TEST(Agent, Runs) {
       {"no usleep: FunctionNotFoundException", "missing:usleep",
        "detach Unhandled FunctionNotFoundException: function usleep not found in "
        "System.framework\nend@1 status=1"},
+      {"a closed standard error takes no report", "closed: missing:usleep",
+       "detach end@1 status=1"},
       {"a signal after shutdown: NilObjectException, exit 1", "1:TERM end:USR1",
        "detach end@1 status=0Unhandled NilObjectException: raised in a signal handler\n exit=1"},
       {"a shortened name is no copy", "1:601 2:TERM", kCheckPasses,

@@ -132,6 +132,7 @@ struct FakePlatform : Platform {
       ::dup2(::fileno(out), STDOUT_FILENO);
       ::dup2(::fileno(out), STDERR_FILENO);
       const ScopedPlatform scoped(*this);
+      if (Setting("closed") != nullptr) ::close(STDERR_FILENO);
       tracing = true;
       Happen("0");
       const char* const arguments[] = {"zeb-agent"};
