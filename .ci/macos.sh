@@ -49,7 +49,7 @@ recorded=$(llvm-objdump-14 --macho --private-headers build/macos/zeb-agent | awk
 # shellcheck disable=SC2016 # the backquotes are Markdown's, for sed to match
 stated=$(sed -n '/records `minos /{s/.*records `minos \([0-9.]*\)`.*/\1/p;q}' docs/macos.md)
 if [[ -z $stated || $recorded != "$stated" ]]; then
-  echo "macOS: build/macos/zeb-agent records minos ${recorded:-none}; docs/macos.md states ${stated:-none}" >&2
+  echo "macOS: zeb-agent records minos ${recorded:-none}; docs/macos.md states ${stated:-none}" >&2
   exit 1
 fi
 echo "macOS: build/macos/zeb-agent is a Mach-O x86_64 executable for macOS $recorded and later; every source holds to Mac OS X 10.4."

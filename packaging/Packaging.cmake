@@ -9,7 +9,7 @@ set(ZEB_PACKAGING ${PROJECT_BINARY_DIR}/packaging)
 # maintainer and date are the package's and the manual page's.
 file(STRINGS ${PROJECT_SOURCE_DIR}/CHANGELOG ZEB_CHANGELOG_HEAD LIMIT_COUNT 1)
 if(NOT ZEB_CHANGELOG_HEAD MATCHES "^zeb-agent \\(${PROJECT_VERSION}\\) ")
-  message(FATAL_ERROR "CHANGELOG: the latest entry is not ${PROJECT_VERSION}: ${ZEB_CHANGELOG_HEAD}")
+  message(FATAL_ERROR "CHANGELOG: its latest entry is not ${PROJECT_VERSION}")
 endif()
 file(STRINGS ${PROJECT_SOURCE_DIR}/CHANGELOG ZEB_CHANGELOG_TRAILER REGEX "^ -- " LIMIT_COUNT 1)
 set(ZEB_TRAILER_FORM "^ -- (.+>)  [A-Z][a-z][a-z], ([0-9][0-9]) ([A-Z][a-z][a-z]) ([0-9]+) ")
