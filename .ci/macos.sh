@@ -3,8 +3,9 @@
 # headers and libSystem link stubs, an npm package pinned by version and integrity hash in
 # cmake/macos/package-lock.json) under build/macos-toolchain, then runs the workflow `macos`:
 # zeb-agent built and linked as a Mach-O x86_64 executable, and every source checked for
-# Mac OS X 10.4 on 32-bit Intel so that a newer call fails by name. Then the oldest macOS the
-# executable records, which must be the one the README states. Nothing runs on a Mac here.
+# Mac OS X 10.4 on 32-bit Intel so that a newer call fails by name. Then the file's header: a
+# 64-bit Mach-O file for x86_64, and the oldest macOS it records, which must be the one
+# docs/macos.md states. Nothing runs on a Mac here.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -36,12 +37,19 @@ if [[ $magic != cffaedfe ]]; then
   echo "macOS: build/macos/zeb-agent is no 64-bit Mach-O file (starts with $magic)" >&2
   exit 1
 fi
+# The CPU type follows: CPU_TYPE_X86_64 is 0x01000007 (x86 with the 64-bit flag).
+cputype=$(od -An -tx1 -j4 -N4 build/macos/zeb-agent | tr -d ' \n')
+if [[ $cputype != 07000001 ]]; then
+  echo "macOS: build/macos/zeb-agent is not for x86_64 (CPU type bytes $cputype)" >&2
+  exit 1
+fi
 
 # LC_BUILD_VERSION's minos is the oldest system the loader accepts the file on.
 recorded=$(llvm-objdump-14 --macho --private-headers build/macos/zeb-agent | awk '$1 == "minos" { print $2 }')
-stated=$(sed -n '/records `minos /{s/.*records `minos \([0-9.]*\)`.*/\1/p;q}' README.md)
+# shellcheck disable=SC2016 # the backquotes are Markdown's, for sed to match
+stated=$(sed -n '/records `minos /{s/.*records `minos \([0-9.]*\)`.*/\1/p;q}' docs/macos.md)
 if [[ -z $stated || $recorded != "$stated" ]]; then
-  echo "macOS: build/macos/zeb-agent records minos ${recorded:-none}; the README states ${stated:-none}" >&2
+  echo "macOS: zeb-agent records minos ${recorded:-none}; docs/macos.md states ${stated:-none}" >&2
   exit 1
 fi
 echo "macOS: build/macos/zeb-agent is a Mach-O x86_64 executable for macOS $recorded and later; every source holds to Mac OS X 10.4."

@@ -3,10 +3,53 @@
 # may add elsewhere never end up in the package.
 include(GNUInstallDirs)
 
-set(ZEB_MANPAGE ${PROJECT_BINARY_DIR}/packaging/zeb-agent.8)
-configure_file(${CMAKE_CURRENT_LIST_DIR}/zeb-agent.8.in ${ZEB_MANPAGE} @ONLY)
+set(ZEB_PACKAGING ${PROJECT_BINARY_DIR}/packaging)
 
-# Debian wants manual pages compressed; -n keeps the archive free of names and times.
+# The changelog's latest entry names the release: its version must be the project's, and its
+# maintainer and date are the package's and the manual page's.
+file(STRINGS ${PROJECT_SOURCE_DIR}/CHANGELOG ZEB_CHANGELOG_HEAD LIMIT_COUNT 1)
+if(NOT ZEB_CHANGELOG_HEAD MATCHES "^zeb-agent \\(${PROJECT_VERSION}\\) ")
+  message(FATAL_ERROR "CHANGELOG: its latest entry is not ${PROJECT_VERSION}")
+endif()
+file(STRINGS ${PROJECT_SOURCE_DIR}/CHANGELOG ZEB_CHANGELOG_TRAILER REGEX "^ -- " LIMIT_COUNT 1)
+set(ZEB_TRAILER_FORM "^ -- (.+>)  [A-Z][a-z][a-z], ([0-9][0-9]) ([A-Z][a-z][a-z]) ([0-9]+) ")
+if(NOT ZEB_CHANGELOG_TRAILER MATCHES "${ZEB_TRAILER_FORM}")
+  message(FATAL_ERROR "CHANGELOG: no maintainer and date in: ${ZEB_CHANGELOG_TRAILER}")
+endif()
+set(ZEB_MAINTAINER "${CMAKE_MATCH_1}")
+set(ZEB_MONTHS Jan Feb Mar Apr May Jun Jul Aug Sep Oct Nov Dec)
+list(FIND ZEB_MONTHS "${CMAKE_MATCH_3}" ZEB_MONTH)
+math(EXPR ZEB_MONTH "${ZEB_MONTH} + 1" OUTPUT_FORMAT DECIMAL)
+string(LENGTH "${ZEB_MONTH}" ZEB_MONTH_DIGITS)
+if(ZEB_MONTH_DIGITS EQUAL 1)
+  set(ZEB_MONTH "0${ZEB_MONTH}")
+endif()
+set(ZEB_RELEASE_DATE "${CMAKE_MATCH_4}-${ZEB_MONTH}-${CMAKE_MATCH_2}")
+
+set(ZEB_MANPAGE ${ZEB_PACKAGING}/zeb-agent.1)
+configure_file(${CMAKE_CURRENT_LIST_DIR}/zeb-agent.1.in ${ZEB_MANPAGE} @ONLY)
+
+# Debian's machine-readable copyright file, made from LICENSE: its copyright line, then the
+# licence's text, one space in and an empty line as " .".
+file(READ ${PROJECT_SOURCE_DIR}/LICENSE ZEB_LICENSE)
+if(NOT ZEB_LICENSE MATCHES "^MIT License\n\nCopyright \\(c\\) ([^\n]+)\n\n(.+[^\n])\n*$")
+  message(FATAL_ERROR "LICENSE: not the MIT licence with one copyright line")
+endif()
+set(ZEB_COPYRIGHT "${CMAKE_MATCH_1}")
+string(REPLACE "\n\n" "\n.\n" ZEB_LICENSE_TEXT "${CMAKE_MATCH_2}")
+string(REPLACE "\n" "\n " ZEB_LICENSE_TEXT "${ZEB_LICENSE_TEXT}")
+file(CONFIGURE OUTPUT ${ZEB_PACKAGING}/copyright @ONLY CONTENT
+"Format: https://www.debian.org/doc/packaging-manuals/copyright-format/1.0/
+Upstream-Name: zeb-agent
+
+Files: *
+Copyright: @ZEB_COPYRIGHT@
+License: Expat
+ @ZEB_LICENSE_TEXT@
+")
+
+# Debian wants manual pages and changelogs compressed, with the most compression; -n keeps the
+# archive free of names and times.
 find_program(ZEB_GZIP gzip REQUIRED)
 add_custom_command(
   OUTPUT ${ZEB_MANPAGE}.gz
@@ -14,36 +57,52 @@ add_custom_command(
   DEPENDS ${ZEB_MANPAGE}
   COMMENT "Compressing the manual page"
   VERBATIM)
-add_custom_target(zeb-agent-manpage ALL DEPENDS ${ZEB_MANPAGE}.gz)
+add_custom_command(
+  OUTPUT ${ZEB_PACKAGING}/changelog.gz
+  COMMAND ${ZEB_GZIP} -9 -n -c ${PROJECT_SOURCE_DIR}/CHANGELOG > ${ZEB_PACKAGING}/changelog.gz
+  DEPENDS ${PROJECT_SOURCE_DIR}/CHANGELOG
+  COMMENT "Compressing the changelog"
+  VERBATIM)
+add_custom_target(zeb-agent-documents ALL
+  DEPENDS ${ZEB_MANPAGE}.gz ${ZEB_PACKAGING}/changelog.gz)
 
 install(TARGETS zeb-agent RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT agent)
-install(FILES ${ZEB_MANPAGE}.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT agent)
+install(FILES ${ZEB_MANPAGE}.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT agent)
+install(FILES ${ZEB_PACKAGING}/copyright ${ZEB_PACKAGING}/changelog.gz
+  DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT agent)
+install(FILES ${CMAKE_CURRENT_LIST_DIR}/lintian-overrides
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME zeb-agent COMPONENT agent)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME zeb-agent)
 set(CPACK_PACKAGE_VENDOR "Brightloom")
-set(CPACK_PACKAGE_CONTACT "zeb-agent maintainers <zeb-agent@brightloom.invalid>")
+set(CPACK_PACKAGE_CONTACT "${ZEB_MAINTAINER}")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
 set(CPACK_PACKAGE_DESCRIPTION
     "zeb-agent runs in a user's login session and starts the suite's messenger
-when another process sends it SIGUSR2. It ends itself when the session ends,
-when a second copy runs, or on SIGINT, SIGTERM or SIGQUIT. It has no user
-interface, reads no configuration and logs nothing.")
+when another process sends it SIGUSR2. It ends itself when the session ends
+(no process named loginwindow is left), when a second copy runs, or on
+SIGINT, SIGTERM or SIGQUIT. It has no user interface, reads no configuration
+and logs nothing. On Linux, where no process named loginwindow runs unless
+one is started for it, the agent ends about ten seconds after it starts.")
 set(CPACK_INSTALL_CMAKE_PROJECTS "${PROJECT_BINARY_DIR};${PROJECT_NAME};agent;/")
 set(CPACK_STRIP_FILES ON)
 
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SECTION admin)
+set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
-# dpkg-shlibdeps (from dpkg-dev) finds the exact library versions the binary needs; without
-# it, state what it finds for this program on Debian 12.
+# The agent runs /bin/ps for its checks, and procps is not Essential.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "procps")
+# dpkg-shlibdeps (from dpkg-dev) finds the exact library versions the binary needs and adds
+# them; without it, state what it finds for this program on Debian 12.
 find_program(ZEB_DPKG_SHLIBDEPS dpkg-shlibdeps)
 if(ZEB_DPKG_SHLIBDEPS)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 else()
   message(STATUS "dpkg-shlibdeps not found: the package states its dependencies by hand")
   # The released agent carries its C++ runtime; only the C library is shared.
-  set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6 (>= 2.36)")
+  list(APPEND CPACK_DEBIAN_PACKAGE_DEPENDS "libc6 (>= 2.36)")
+  list(JOIN CPACK_DEBIAN_PACKAGE_DEPENDS ", " CPACK_DEBIAN_PACKAGE_DEPENDS)
 endif()
 
 include(CPack)
