@@ -13,18 +13,14 @@
 namespace zeb::test {
 namespace {
 
-constexpr const char* kCheckEnds = "detach check@1 pclose end@1 status=0";
-constexpr const char* kCheckPasses = "detach check@1 pclose end@2 status=0";
-
-// Each row: a behaviour, a script, the run's trace, and the listing every check gets.
-// Script: "P:X" makes X happen at the start of pass P (0: before the run; end: after it), "Pl",
-// "Pc" or "Pp" while pass P's launch, listing or pause runs. X is a signal (USR2, TERM, PIPE,
-// ...) or a clock reading in ticks. Settings: "version:V" (the version query gives V; without
-// it the query fails), "throws:" (it throws), "path:P" (the executable's path), "missing:F" (F
-// is not found by name), "held:" (say what start-up holds, and what shutdown leaves), "closed:"
-// (standard error closed).
-// Trace: detach, launch@P and check@P (a command in pass P), pclose, the unhandled-exception
-// line, end@P and the status RunAgent returned; exit=N or killed=N if the process itself ended.
+// Rows: a behaviour, a script, the trace, and the listing every check gets (else a live one).
+// Script: "P:X" makes X happen as pass P starts (0: before the run; end: after it), "Pl", "Pc",
+// "Pp" during pass P's launch, listing or pause. X: a signal (USR2, PIPE, ...) or a tick count.
+// Settings: "version:V" (the version query gives V, else it fails), "throws:" (it throws),
+// "path:P" (the executable's path), "missing:F" (F is not found by name), "held:" (show what
+// start-up holds and shutdown leaves), "closed:" (standard error closed). Trace: detach, launch@P
+// and check@P, pclose, an unhandled exception's line, end@P status=S (RunAgent's), and exit=N or
+// killed=N when the process itself ended so.
 TEST(Agent, Runs) {
   struct Row {
     const char *behaviour, *script, *trace;
@@ -59,16 +55,16 @@ TEST(Agent, Runs) {
        "detach end@1 status=1"},
       {"a signal after shutdown: NilObjectException, exit 1", "1:TERM end:USR1",
        "detach end@1 status=0Unhandled NilObjectException: raised in a signal handler\n exit=1"},
-      {"a shortened name is no copy", "1:601 2:TERM", kCheckPasses,
+      {"a shortened name is no copy", "1:601 2:TERM", "detach check@1 pclose end@2 status=0",
        "COMMAND\nloginwindow\nzeb-agen\nzeb-agen\n"},
-      {"a name holding the agent's is a copy", "1:601 2:TERM", kCheckEnds,
+      {"a name holding it is a copy", "1:601 2:TERM", "detach check@1 pclose end@1 status=0",
        "COMMAND\nloginwindow\nzeb-agent\nzeb-agent-updater\n"},
-      {"loginwindowd is no session; the request is dropped", "1:601 1c:USR2", kCheckEnds,
-       "COMMAND\nloginwindowd\nzeb-agent\n"},
-      {"loginwindow only as a whole line", "1:601 2:TERM", kCheckEnds,
+      {"loginwindowd is no session; the request is dropped", "1:601 1c:USR2",
+       "detach check@1 pclose end@1 status=0", "COMMAND\nloginwindowd\nzeb-agent\n"},
+      {"loginwindow only as a whole line", "1:601 2:TERM", "detach check@1 pclose end@1 status=0",
        "loginwindow\n loginwindow\nLoginwindow\nloginwindow"},
-      {"matches do not overlap", "path:/bin/aa 1:601 2:TERM", kCheckPasses,
-       "COMMAND\nloginwindow\naaa\n"},
+      {"matches do not overlap", "path:/bin/aa 1:601 2:TERM",
+       "detach check@1 pclose end@2 status=0", "COMMAND\nloginwindow\naaa\n"},
   };
   for (const auto& [behaviour, script, trace, listing] : rows) {
     FakePlatform platform;
@@ -77,8 +73,7 @@ TEST(Agent, Runs) {
   }
 }
 
-// Every signal twice, then a launch request: what each does to the two flags, and that the
-// handler stays installed.
+// Every signal twice, then a launch request: the flag each sets, and the handler stays.
 TEST(Agent, SignalSweep) {
   for (int sig = 1; sig <= 31; ++sig) {
     const std::string twice = std::string("1:") + sigabbrev_np(sig) + " 1:" + sigabbrev_np(sig);
