@@ -52,9 +52,12 @@ void StartWatching(class App& app) {
   signal::CatchAllSignals();
 }
 
-// Launches and checks are rare: kept cold, out of the pages the idle pass touches.
+// Launches and checks are rare: kept cold, out of the pages the idle pass touches. The agent stays
+// all session, so what a command took goes back to the system when it is done; the launch's
+// output stays in `output` until the next command replaces it.
 [[gnu::cold]] void Launch(class App& app, String& output) {
   app.GetShell(output, kLaunchCommand);
+  ReturnFreeMemory();
   app.DoEvents(kPumpMilliseconds);
 }
 
@@ -64,7 +67,8 @@ void StartWatching(class App& app) {
   if (SecondCopyRuns(output) || SessionEnded(output)) {
     return false;
   }
-  output = "-";
+  Replace(output, "-");
+  ReturnFreeMemory();
   return true;
 }
 

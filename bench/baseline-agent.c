@@ -1,8 +1,6 @@
-/* The least a program with the agent's cadence can cost, for bench/measure.sh to run beside it:
- * a 10 ms wait, usleep(100000), flags from a signal handler, the launch command through popen on
- * SIGUSR2 and the process listing through popen every ten seconds. Built with
- * BIND_PAUSE_BY_NAME it also binds usleep by name in every pass (dlopen, dlsym, dlclose, nothing
- * kept), as the agent must. */
+/* The least a program with the agent's cadence can cost: a 10 ms wait, usleep(100000), flags from
+ * a signal handler, the launch command through popen on SIGUSR2, the process listing every ten
+ * seconds. BIND_PAUSE_BY_NAME binds usleep by name in every pass, as the agent must. */
 #define _DEFAULT_SOURCE
 #include <errno.h>
 #include <signal.h>
@@ -89,8 +87,7 @@ int main(int argc, char** argv) {
   const char* self = argc > 0 && strrchr(argv[0], '/') ? strrchr(argv[0], '/') + 1 : argv[0];
   static char discarded[4096];
   double lastCheck = Seconds();
-  size_t i;
-  for (i = 0; i < sizeof caught / sizeof caught[0]; ++i) {
+  for (size_t i = 0; i < sizeof caught / sizeof caught[0]; ++i) {
     signal(caught[i], OnSignal); /* BSD semantics in glibc: SA_RESTART, handler kept */
   }
   while (!quitRequested) {

@@ -47,6 +47,8 @@ bool SystemClass::Gestalt(const String& selector, std::int32_t& result) {
   return true;
 }
 
+void ReturnFreeMemory() { CurrentPlatform().ReturnFreeMemory(); }
+
 SystemClass* System() noexcept { return &theSystem; }
 
 void RuntimeInit(int argc, const char* const* argv) {

@@ -19,6 +19,9 @@ inline constexpr std::int32_t kUnhandledExceptionStatus = 1;
 // Gives other cooperative work a turn. There is none in this program, so it returns at once.
 inline void BackgroundTask() noexcept {}
 
+// Hands the memory that the heap holds free back to the system, where the system allows it.
+void ReturnFreeMemory();
+
 class FolderItem {
  public:
   explicit FolderItem(String path) : path_(std::move(path)) {}

@@ -41,6 +41,9 @@ class Platform {
   virtual Tick Ticks();
   // The path the program was started under (not the resolved file); empty when unknown.
   virtual String ExecutablePath();
+  // Hands the heap's free pages back to the system where the C library can (glibc); nothing
+  // elsewhere.
+  virtual void ReturnFreeMemory();
   // One line on standard error; nothing when it is closed.
   virtual void ReportUnhandledException(const RuntimeException& error);
 };

@@ -19,6 +19,10 @@
 #include <sys/auxv.h>
 #endif
 
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+
 #include "runtime/ConsoleApplication.h"
 #include "runtime/Darwin.h"
 #include "runtime/Platform.h"
@@ -199,6 +203,12 @@ String Platform::ExecutablePath() {
   // NOLINTNEXTLINE(performance-no-int-to-ptr): getauxval hands the address over as an integer
   const auto* const path = reinterpret_cast<const char*>(::getauxval(AT_EXECFN));
   return path == nullptr ? String() : String(path);
+#endif
+}
+
+void Platform::ReturnFreeMemory() {
+#if defined(__GLIBC__)
+  ::malloc_trim(0);
 #endif
 }
 

@@ -40,6 +40,8 @@ String NthField(std::string_view source, std::string_view delimiter, std::int32_
   return String(source.substr(start, source.find(delimiter, start) - start));  // npos: to the end
 }
 
+void Replace(String& variable, String value) noexcept { variable.swap(value); }
+
 [[gnu::hot]] Tick Ticks() { return CurrentPlatform().Ticks(); }
 
 }  // namespace zeb

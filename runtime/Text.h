@@ -23,6 +23,10 @@ std::int32_t CountFields(std::string_view source, std::string_view delimiter);
 // or the delimiter is empty.
 String NthField(std::string_view source, std::string_view delimiter, std::int32_t index);
 
+// Gives `variable` the content of `value` and frees what it held, as a reference-counted string
+// would: a plain assignment keeps the old heap block, and a long listing's room with it.
+void Replace(String& variable, String value) noexcept;
+
 // Sixtieths of a second from a fixed moment; the count wraps at the 32-bit limit.
 using Tick = std::int32_t;
 inline constexpr Tick kTicksPerSecond = 60;

@@ -1,9 +1,6 @@
 #include "shell/Shell.h"
 
-#if defined(__GLIBC__)
-#include <malloc.h>
-#endif
-
+#include <array>
 #include <cstdio>
 
 #include "runtime/ConsoleApplication.h"
@@ -14,6 +11,11 @@ namespace zeb::shell {
 namespace {
 
 constexpr std::int32_t kReadSize = 512;
+
+// The stream's buffer, one item wide: glibc's fread then reads each item straight from the pipe,
+// a BSD stdio refills it 512 bytes at a time, and the heap gives no page for it. Static, so that
+// a stream left open by an exception never points at a dead buffer.
+std::array<char, kReadSize> streamBuffer{};
 
 // The stream handle lives only in its holder, as a pointer-wide integer.
 // NOLINTNEXTLINE(performance-no-int-to-ptr): the integer is the handle, by design
@@ -53,7 +55,7 @@ void ReadUntilEnd(String& output, const MemoryBlock& holder) {
 // cppcheck-suppress passedByValue
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 void Capture(String& output, String command) {
-  output = String();
+  Replace(output, String());
   // A capture that reads to the end holds at least two items: room for them at once, so that
   // the output is not moved, and the heap not grown, as the second comes.
   output.reserve(static_cast<std::size_t>(kReadSize) * 2);
@@ -64,22 +66,15 @@ void Capture(String& output, String command) {
   // be started is deliberately not caught here.
   // cppcheck-suppress incorrectLogicOperator
   if (holder.Ptr(0) != 0 || holder.Ptr(0) != -1) {  // NOLINT(misc-redundant-expression)
-#if defined(__GLIBC__)
-    // Unbuffered, glibc's fread reads straight into the 512-byte block, and the stream takes no
-    // 4 kB buffer from the heap (a BSD stdio would read such a stream a byte at a time). Should
-    // it fail, the stream reads the same, buffered. A failed popen's 0 goes on untouched.
+    // Should it fail, the stream reads the same with a buffer of its own. A failed popen's 0 goes
+    // on untouched.
     if (holder.Ptr(0) != 0) {
-      static_cast<void>(std::setvbuf(StreamIn(holder), nullptr, _IONBF, 0));
+      static_cast<void>(
+          std::setvbuf(StreamIn(holder), streamBuffer.data(), _IOFBF, streamBuffer.size()));
     }
-#endif
     ReadUntilEnd(output, holder);
     Bind<decltype(::pclose)>("pclose")(StreamIn(holder));
   }
-#if defined(__GLIBC__)
-  // The agent stays all session: what this capture freed on top of the heap (the output of a
-  // long listing, say) goes back to the system instead of staying dirty.
-  ::malloc_trim(0);
-#endif
 }
 
 }  // namespace zeb::shell
