@@ -213,7 +213,8 @@ void Platform::ReturnFreeMemory() {
 }
 
 void Platform::ReportUnhandledException(const RuntimeException& error) {
-  WriteAll(STDERR_FILENO, UnhandledExceptionLine(error));
+  const String line = UnhandledExceptionLine(error);
+  WriteAll(STDERR_FILENO, line);
 }
 
 // NOLINTEND(readability-convert-member-functions-to-static)
@@ -228,15 +229,16 @@ Platform* current = &thePosixPlatform;
 Platform& CurrentPlatform() noexcept { return *current; }
 
 void WriteAll(int descriptor, std::string_view text) noexcept {
-  while (!text.empty()) {
-    const ssize_t written = ::write(descriptor, text.data(), text.size());
+  std::size_t done = 0;
+  while (done < text.size()) {
+    const ssize_t written = ::write(descriptor, &text[done], text.size() - done);
     if (written < 0 && errno == EINTR) {
       continue;
     }
     if (written <= 0) {
       return;
     }
-    text.remove_prefix(static_cast<std::size_t>(written));
+    done += static_cast<std::size_t>(written);
   }
 }
 
