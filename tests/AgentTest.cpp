@@ -140,6 +140,7 @@ TEST(PlatformDeathTest, WaitOutlastsSignals) {
 TEST(Darwin, SystemVersion) {
   const std::pair<const char*, std::optional<std::int32_t>> rows[] = {
       {"8.0.1", 0x1040},   // 10.4
+      {"8", 0x1040},       // no minor: 0
       {"8.9.0", 0x1049},   // 10.4.9
       {"8.11.1", 0x1049},  // 10.4.11: one digit for the bug fix, as the system's own query gives
       {"9.0.0", 0x1050},   // 10.5: the agent stays quiet from here on
