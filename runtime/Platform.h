@@ -32,8 +32,8 @@ class Platform {
   // The system version as 0xMMmb; false where the system has no such query (Linux).
   virtual bool QuerySystemVersion(std::int32_t& version);
   // Goes on in a process of its own, detached from the starter and its terminal, at /, with
-  // the standard streams on /dev/null; false if it could not fork, start a session or change
-  // folder.
+  // the standard streams on /dev/null and no COLUMNS; the starter leaves no process of the
+  // agent's name behind. False if it could not fork, start a session or change folder.
   virtual bool Detach();
   // Returns after about `milliseconds`, also when signals arrive meanwhile; at once for zero or
   // less.

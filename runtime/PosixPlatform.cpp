@@ -122,6 +122,17 @@ void StandardStreamsToNull() {
   }
 }
 
+// The starter ends as "true", not under the agent's name: a caller that never reaps it keeps
+// its zombie in the process listing, where the agent's name would pass for a second copy. Where
+// there is no such program it ends as it is. _exit, so that nothing buffered is flushed twice.
+[[noreturn]] void EndStarter() noexcept {
+  std::array<char, sizeof "true"> name{"true"};
+  std::array<char*, 2> arguments{name.data(), nullptr};
+  std::array<char*, 1> environment{nullptr};
+  ::execve("/usr/bin/true", arguments.data(), environment.data());
+  ::_exit(0);
+}
+
 }  // namespace
 
 // NOLINTBEGIN(readability-convert-member-functions-to-static): the seam's members are virtual
@@ -160,12 +171,14 @@ bool Platform::Detach() {
     return false;
   }
   if (child > 0) {
-    ::_exit(0);  // the starter is done; _exit, so that nothing buffered is flushed twice
+    EndStarter();
   }
   // A new session has no controlling terminal, and the child of a fork never leads a group.
   const bool detached = ::setsid() >= 0 && ::chdir("/") == 0;
   CloseInheritedDescriptors();
   StandardStreamsToNull();
+  // The width of a terminal the agent no longer has would cut the names in its process listing.
+  ::unsetenv("COLUMNS");  // NOLINT(concurrency-mt-unsafe): the agent has one thread
   return detached;
 }
 

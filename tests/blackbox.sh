@@ -22,9 +22,15 @@ stand_in() {
 if [[ -z ${ZEB_IN_SESSION:-} ]]; then # the stand-ins first: the session lays them over /usr/bin
   rm -rf "$folder"
   mkdir -p "$folder/bin"
+  # Each launch notes its streams and ignored signals, and its session leader's (the agent's) state.
   stand_in open "readlink /proc/\$\$/fd/{0,1,2} >'$folder/fds'
-    grep SigIgn /proc/self/status >'$folder/ign'" # in a child: bash ignores SIGQUIT itself
-  [[ $row != launch ]] || stand_in ps "echo COMMAND; : >'$folder/paused'; head -n 2 '$folder/go'"
+    grep SigIgn /proc/self/status >'$folder/ign' # in a child: bash ignores SIGQUIT itself
+    read -r _ _ _ _ _ a _ </proc/\$\$/stat
+    grep -h -E '^(PPid|syscr|Private_Dirty):' /proc/\$a/{status,task/\$a/io,smaps_rollup} >'$folder/agent'"
+  [[ $row != launch ]] || stand_in ps "echo COMMAND
+    : >'$folder/paused'
+    read -r _ <'$folder/go'
+    cat '$folder/listing'"
   [[ $row != valgrind ]] || stand_in ps "printf '%s\n' COMMAND loginwindow" # shows the first check
   status=0
   ZEB_IN_SESSION=1 "$3" --bin "$folder/bin" --out "$out" -- bash "$0" "$@" || status=$?
@@ -32,15 +38,14 @@ if [[ -z ${ZEB_IN_SESSION:-} ]]; then # the stand-ins first: the session lays th
   exit "$status"
 fi
 
-exec 9>"$folder/9" # see start
+exec 9>"$folder/9" # see detached: the agent closes what its starter leaves open
 ln -s "$(command -v sleep)" "$folder/loginwindow" # named after the link, it keeps the session
 "$folder/loginwindow" infinity &
 until_ok() { poll "$2" "${@:3}" || fail "no $1 within $2 s"; }
 has_calls() { [[ -f $folder/$1.log ]] && (($(grep -c '^--$' "$folder/$1.log" || :) >= $2)); }
 ended() { [[ -f $out/${1:-$pid} ]] && read -r how code at <"$out/${1:-$pid}" && exit_0; } # by PID 1
 exit_0() { [[ "$how $code" == "exit 0" ]] || fail "ended: $how $code"; }
-# Every signal from 1 to 31 but KILL and STOP has a handler (under valgrind, valgrind's own), and
-# none is blocked: what the agent runs inherits its mask (where sh does not clear it).
+# Handlers for 1-31 but KILL, STOP (valgrind's under valgrind); none blocked: commands inherit it.
 armed() { [[ $(<"/proc/$pid/status") =~ SigBlk:.0{16}.*SigCgt:.([0-9a-f]+) ]] &&
   ! ((~0x${BASH_REMATCH[1]} & 0x7ffbfeff)); }
 detached() {
@@ -53,20 +58,20 @@ detached() {
 soon=5
 # began PID: PID's fork, in the kernel's clock ticks since boot: no delay of this script counts.
 began() { awk '{ sub(/.*\) /, ""); print $20 }' "/proc/$1/stat"; }
-# start COMMAND...: COMMAND execs the agent (perl writes $folder/exec-time just before). Its
-# starter must exit 0 at once, not wait for the agent, and leave it detached, without fd 9.
-start() {
-  started=$EPOCHREALTIME
-  "$@" || fail "starter: status $?"
-  [[ ! -f $folder/exec-time ]] || started=$(<"$folder/exec-time")
-  local took=$(($(micros "$EPOCHREALTIME") - $(micros "$started")))
-  pid=$(pgrep -n -P 1) # the newest process PID 1 adopted
-  ((pid != $$)) || fail "nothing detached"
-  [[ $row != valgrind ]] || return 0
-  ((took < soon * 1000000)) || fail "the starter took $took us"
-  poll "$soon" detached || fail "not detached: $state"
-  until_ok "signal handlers, nothing blocked," "$soon" armed
+# found: the newest session leader but the first copy is the agent, detached and armed.
+found() {
+  local leaders='$1 == $6 && $1 != first && $1 > p { p = $1 } END { print p }'
+  pid=$(cat /proc/[0-9]*/stat 2>/dev/null | awk -v first="${first:-0}" "$leaders") # ps: a stand-in
+  [[ -n $pid ]] && { [[ $row == valgrind ]] || { detached && armed; }; } # valgrind's own fds too
 }
+# start COMMAND...: COMMAND execs the agent as "COMMAND & exec window-manager" in a login script
+# does: no one reaps the starter. COLUMNS would cut every name. Found while the starter may run.
+start() {
+  COLUMNS=5 perl -e 'fork or exec @ARGV; sleep' "$@" &
+  poll "$soon" found || fail "no detached agent with its handlers: ${state:-none}"
+}
+# own: the agent's read calls so far and its private dirty kB, from its /proc files.
+own() { awk '/^syscr/ { r = $2 } /^Private_Dirty/ { d = $2 } END { print r, d }' "$@"; }
 # end_with SIGNAL SECONDS: from the signal to the recorded end, with status 0.
 end_with() {
   local sent=${EPOCHREALTIME/[.,]/}
@@ -78,50 +83,66 @@ end_with() {
 
 case $row in
   # The first check's listing stops after its header, the agent blocked reading it, while a burst
-  # of requests arrives: the read resumes, so the agent sees its session, stays and launches once.
+  # of requests arrives; then 2,002 lines in one write, as from ps: the read resumes, so the agent
+  # sees its session, stays and launches once.
   launch)
+    printf '%s\n' loginwindow "${agent##*/}" >"$folder/listing"
+    seq -f 'com.brightloom.helper%04g' 2000 >>"$folder/listing"
     start "$agent"
     mkfifo "$folder/go"
-    exec 8<>"$folder/go" # held open: head waits for lines
     until_ok pause 20 eval '[[ -f $folder/paused && $(cut -d" " -f3 /proc/$pid/stat) == S ]]'
     # Ten seconds of the real clock from the agent's fork to its listing's, a pass late at most.
     took=$((($(began "$(pgrep -P "$pid")") - $(began "$pid")) * 1000 / $(getconf CLK_TCK)))
     ((took >= 10000 && took < 11000)) || fail "first check $took ms after the start"
     for n in {1..50}; do kill -USR2 "$pid"; done # all taken while the read still waits for more
     until_ok "signals taken" "$soon" eval '! grep -q "Pnd:.*[1-9a-f]" /proc/$pid/status'
-    printf '%s\n' loginwindow "${agent##*/}" >&8
+    read -r reads dirty < <(own "/proc/$pid/task/$pid/io" "/proc/$pid/smaps_rollup")
+    echo >"$folder/go"
     until_ok launch "$soon" has_calls open 1
+    # Reads of 512 bytes, twice as many calls allowed (a byte a call would be 52,000); memory back
+    # where it was, 28 kB allowed, half of what a listing kept takes (ASan's heap keeps it, though).
+    read -r reads_after dirty_after < <(own "$folder/agent")
+    bytes=$(stat -c %s "$folder/listing")
+    ((reads_after - reads < bytes / 256)) || fail "$((reads_after - reads)) reads for $bytes bytes"
+    grep -q libasan "/proc/$pid/maps" || ((dirty_after - dirty < 28)) ||
+      fail "private dirty $dirty kB before the check, $dirty_after kB after"
     kill -USR2 "$pid"
     until_ok launch "$soon" has_calls open 2
     end_with TERM "$soon"
     m='/Library/Application Support/Brightloom Utilities Support/ZEB_Helper/ZEB_Messenger.app'
     [[ $(<"$folder/open.log") == "$m"$'\n--\n'"$m"$'\n--' ]] || fail "$(<"$folder/open.log")"
     [[ $(<"$folder/ps.log") == $'-cx\n-o\ncommand\n--'* ]] || fail "ps: $(<"$folder/ps.log")" ;;
-  # Two copies through one symbolic link about 2 s apart, with the real ps: the first copy's check
-  # sees the second, and the first copy ends itself; the second, checking later, stays.
-  link)
+  # Two copies through a link 2 s apart, real ps: the first copy's check sees the second and it
+  # ends; the second, checking past both unreaped starters, stays and launches, after a storm of
+  # signals too. The first copy's streams are closed, its mask blocked and SIGHUP ignored (nohup):
+  # neither may reach a command. Its first launch, a pass after it is armed, finds its starter gone.
+  unreaped)
     ln -s "$agent" "$folder/zeb-link"
-    start "$folder/zeb-link"
+    s='$SIG{HUP} = "IGNORE"; sigprocmask(SIG_BLOCK, POSIX::SigSet->new(SIGUSR2, SIGTERM))'
+    start perl -MPOSIX -e "close STDIN; close STDOUT; close STDERR; $s; exec @ARGV" "$folder/zeb-link"
     first=$pid
-    sleep 2 # a spacing, not a wait: it decides whose check comes first
-    start "$folder/zeb-link"
-    until_ok "end of the first copy" 11 ended "$first"
-    ! poll 5 ended || fail "the second copy ended as well"
-    end_with TERM "$soon" ;;
-  # /dev/null comes back as the lowest closed descriptor, 0 or 2. A blocked mask survives exec,
-  # and nohup leaves SIGHUP ignored: neither may reach the command the agent runs.
-  closed-all | masked)
-    s='close STDIN; close STDOUT'
-    [[ $row == closed-all ]] || s='$SIG{HUP} = "IGNORE"; sigprocmask(SIG_BLOCK, POSIX::SigSet->new(SIGUSR2, SIGTERM))'
-    t="open(T, '>', '$folder/exec-time'); printf(T '%.6f', Time::HiRes::time()); close(T)"
-    start perl -MPOSIX -MTime::HiRes -e "close STDERR; $s; $t; exec @ARGV" "$agent"
     kill -USR2 "$pid"
     until_ok launch "$soon" has_calls open 1
+    [[ $(<"$folder/agent") =~ PPid:.1$'\n' ]] || fail "at the first launch: $(<"$folder/agent")"
     # Output is popen's pipe, 0 and 2 the agent's /dev/null; glibc's popen ignores its own 32, 33.
     [[ $(<"$folder/fds") == /dev/null$'\n'pipe:*$'\n'/dev/null ]] || fail "saw $(<"$folder/fds")"
     [[ $(<"$folder/ign") =~ ([0-9a-f]+)$ ]] && ! ((0x${BASH_REMATCH[1]} & ~0x180000000)) ||
       fail "the command: $(<"$folder/ign")"
-    end_with TERM "$soon" ;;
+    sleep 2 # a spacing, not a wait: it decides whose check comes first
+    start "$folder/zeb-link"
+    until_ok "end of the first copy" 11 ended "$first"
+    ! poll 5 ended || fail "the second copy ended as well"
+    z=$(pgrep -r Z | sed 's|.*|/proc/&/stat|' | xargs -r awk '{ print $3, $NF }')
+    [[ $z == $'Z 0\nZ 0' ]] || fail "not two starters, left with status 0: $z"
+    for n in {1..31}; do [[ $n =~ ^(2|3|9|12|15|19)$ ]] || ignored+=("$n"); done # no quit, USR2
+    for ((n = 0; n < 20000; n++)); do # each ignored signal in turn, and a request
+      kill -"${ignored[n % ${#ignored[@]}]}" "$pid"
+      kill -USR2 "$pid"
+    done
+    last=${EPOCHREALTIME/[.,]/}
+    until_ok "launch after the storm" "$soon" awk -v l="$last" -v f="$folder/open.times" \
+      'BEGIN { while ((getline t <f) > 0) s = t; sub(/[.,]/, "", s); exit s <= l }'
+    end_with INT "$soon" ;;
   valgrind)
     command -v valgrind >/dev/null || exit 77
     start valgrind --leak-check=full --errors-for-leak-kinds=definite,indirect \
@@ -131,17 +152,6 @@ case $row in
     until_ok launch 10 has_calls open 1
     end_with QUIT 20
     grep -q 'ERROR SUMMARY: 0 errors' "$folder/$pid" || fail "$(<"$folder/$pid")" ;;
-  storm)
-    for n in {1..31}; do [[ $n =~ ^(2|3|9|12|15|19)$ ]] || ignored+=("$n"); done # no quit, USR2
-    start "$agent"
-    for ((n = 0; n < 20000; n++)); do # each ignored signal in turn, and a request
-      kill -"${ignored[n % ${#ignored[@]}]}" "$pid"
-      kill -USR2 "$pid"
-    done
-    last=${EPOCHREALTIME/[.,]/}
-    until_ok "launch after the storm" "$soon" awk -v l="$last" -v f="$folder/open.times" \
-      'BEGIN { while ((getline t <f) > 0) s = t; sub(/[.,]/, "", s); exit s <= l }'
-    end_with INT "$soon" ;;
   *) fail "unknown row" ;;
 esac
 echo "PASS ($row)"
