@@ -29,6 +29,9 @@ constexpr const char* kLaunchCommand =
     "Support/ZEB_Helper/ZEB_Messenger.app";
 constexpr const char* kListingCommand = "/bin/ps -cx -o 'command'";
 
+// App() names the accessor in this namespace; the class goes by this name here.
+using AppClass = class App;
+
 bool IsQuietSystem() {
   std::int32_t version = 0;
   return NilChecked(System())->Gestalt("sysv", version) && kFirstQuietVersion <= version;
@@ -45,7 +48,7 @@ bool SessionEnded(const String& listing) {
   return CountFields(listing, Chr(10) + "loginwindow" + Chr(10)) < 2;
 }
 
-void StartWatching(class App& app) {
+void StartWatching(AppClass& app) {
   NilChecked(zeb::App())->Daemonize();  // the loop runs on whether or not it detached
   app.mMyApplication = std::make_shared<MyApplication>();
   signal::SetApplication(app.mMyApplication);
@@ -55,14 +58,14 @@ void StartWatching(class App& app) {
 // Launches and checks are rare: kept cold, out of the pages the idle pass touches. The agent stays
 // all session, so what a command took goes back to the system when it is done; the launch's
 // output stays in `output` until the next command replaces it.
-[[gnu::cold]] void Launch(class App& app, String& output) {
+[[gnu::cold]] void Launch(AppClass& app, String& output) {
   app.GetShell(output, kLaunchCommand);
   ReturnFreeMemory();
   app.DoEvents(kPumpMilliseconds);
 }
 
 // A check pass; false when the agent is to end.
-[[gnu::cold]] bool SessionGoesOn(class App& app, String& output) {
+[[gnu::cold]] bool SessionGoesOn(AppClass& app, String& output) {
   app.GetShell(output, kListingCommand);
   if (SecondCopyRuns(output) || SessionEnded(output)) {
     return false;
