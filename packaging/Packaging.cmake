@@ -13,8 +13,9 @@ if(NOT ZEB_CHANGELOG_HEAD MATCHES "^zeb-agent \\(${PROJECT_VERSION}\\) ")
 endif()
 file(STRINGS ${PROJECT_SOURCE_DIR}/CHANGELOG ZEB_CHANGELOG_TRAILER REGEX "^ -- " LIMIT_COUNT 1)
 set(ZEB_TRAILER_FORM "^ -- (.+>)  [A-Z][a-z][a-z], ([0-9][0-9]) ([A-Z][a-z][a-z]) ([0-9]+) ")
+string(APPEND ZEB_TRAILER_FORM "([0-9][0-9]):([0-9][0-9]):([0-9][0-9]) \\+0000$")
 if(NOT ZEB_CHANGELOG_TRAILER MATCHES "${ZEB_TRAILER_FORM}")
-  message(FATAL_ERROR "CHANGELOG: no maintainer and date in: ${ZEB_CHANGELOG_TRAILER}")
+  message(FATAL_ERROR "CHANGELOG: no maintainer and UTC date in: ${ZEB_CHANGELOG_TRAILER}")
 endif()
 set(ZEB_MAINTAINER "${CMAKE_MATCH_1}")
 set(ZEB_MONTHS Jan Feb Mar Apr May Jun Jul Aug Sep Oct Nov Dec)
@@ -25,6 +26,25 @@ if(ZEB_MONTH_DIGITS EQUAL 1)
   set(ZEB_MONTH "0${ZEB_MONTH}")
 endif()
 set(ZEB_RELEASE_DATE "${CMAKE_MATCH_4}-${ZEB_MONTH}-${CMAKE_MATCH_2}")
+
+# The same moment in seconds since 1970 (days from the civil date, March-based years), for the
+# package's times: two builds of one source then give the same bytes. A packager's
+# SOURCE_DATE_EPOCH wins; cpack reads this file before it packs.
+set(ZEB_YEAR ${CMAKE_MATCH_4})
+math(EXPR ZEB_MARCH_MONTH "(${ZEB_MONTH} + 9) % 12")
+if(ZEB_MONTH LESS_EQUAL 2)
+  math(EXPR ZEB_YEAR "${ZEB_YEAR} - 1")
+endif()
+math(EXPR ZEB_DAYS "${ZEB_YEAR} * 365 + ${ZEB_YEAR} / 4 - ${ZEB_YEAR} / 100 + ${ZEB_YEAR} / 400
+  + (153 * ${ZEB_MARCH_MONTH} + 2) / 5 + ${CMAKE_MATCH_2} - 1 - 719468")
+math(EXPR ZEB_RELEASE_EPOCH
+  "${ZEB_DAYS} * 86400 + ${CMAKE_MATCH_5} * 3600 + ${CMAKE_MATCH_6} * 60 + ${CMAKE_MATCH_7}")
+file(CONFIGURE OUTPUT ${ZEB_PACKAGING}/cpack-project.cmake CONTENT
+"if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
+  set(ENV{SOURCE_DATE_EPOCH} ${ZEB_RELEASE_EPOCH})
+endif()
+")
+set(CPACK_PROJECT_CONFIG_FILE ${ZEB_PACKAGING}/cpack-project.cmake)
 
 set(ZEB_MANPAGE ${ZEB_PACKAGING}/zeb-agent.1)
 configure_file(${CMAKE_CURRENT_LIST_DIR}/zeb-agent.1.in ${ZEB_MANPAGE} @ONLY)
