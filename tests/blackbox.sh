@@ -118,8 +118,9 @@ case $row in
   # neither may reach a command. Its first launch, a pass after it is armed, finds its starter gone.
   unreaped)
     ln -s "$agent" "$folder/zeb-link"
-    s='$SIG{HUP} = "IGNORE"; sigprocmask(SIG_BLOCK, POSIX::SigSet->new(SIGUSR2, SIGTERM))'
-    start perl -MPOSIX -e "close STDIN; close STDOUT; close STDERR; $s; exec @ARGV" "$folder/zeb-link"
+    hush='POSIX::close($_) for 0 .. 2; $SIG{HUP} = "IGNORE"'
+    block='sigprocmask(SIG_BLOCK, POSIX::SigSet->new(SIGUSR2, SIGTERM))'
+    start perl -MPOSIX -e "$hush; $block; exec @ARGV" "$folder/zeb-link"
     first=$pid
     kill -USR2 "$pid"
     until_ok launch "$soon" has_calls open 1
