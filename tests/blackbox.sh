@@ -12,8 +12,7 @@ fail() {
   exit 1
 }
 trap 'fail "$BASH_COMMAND failed (line $LINENO)"' ERR
-# stand_in NAME LINE: the session's /usr/bin/NAME; logs its start time, runs LINE, then logs its
-# arguments (one a line, then --), so that a test that sees the arguments sees all that LINE did.
+# stand_in NAME LINE: /usr/bin/NAME logs its start, runs LINE, then its arguments and "--" (done).
 stand_in() {
   printf '#!/bin/bash\necho "$EPOCHREALTIME" >>%q\n%s\nprintf "%%s\\n" "$@" -- >>%q\n' \
     "$folder/$1.times" "$2" "$folder/$1.log" >"$folder/bin/$1"
@@ -32,6 +31,7 @@ if [[ -z ${ZEB_IN_SESSION:-} ]]; then # the stand-ins first: the session lays th
     read -r _ <'$folder/go'
     cat '$folder/listing'"
   [[ $row != valgrind ]] || stand_in ps "printf '%s\n' COMMAND loginwindow" # shows the first check
+  [[ $row != launch ]] || mknod "$folder/bin/true" c 0 0 # a whiteout: no /usr/bin/true
   status=0
   ZEB_IN_SESSION=1 "$3" --bin "$folder/bin" --out "$out" -- bash "$0" "$@" || status=$?
   [[ $status != 77 || -z ${ZEB_NO_SKIP:-} ]] || fail "skipped, with ZEB_NO_SKIP"
@@ -64,8 +64,7 @@ found() {
   pid=$(cat /proc/[0-9]*/stat 2>/dev/null | awk -v first="${first:-0}" "$leaders") # not ps: a stand-in
   [[ -n $pid ]] && { [[ $row == valgrind ]] || { detached && armed; }; } # valgrind's own fds too
 }
-# start COMMAND...: COMMAND execs the agent, as a login script's "COMMAND & exec wm" would: no one
-# reaps the starter. COLUMNS would cut every name. The agent is found while the starter may run.
+# start COMMAND...: as "COMMAND & exec wm": none reaps the starter; COLUMNS=5 would cut names.
 start() {
   COLUMNS=5 perl -e 'fork or exec @ARGV; sleep' "$@" &
   poll "$soon" found || fail "no detached agent with its handlers: ${state:-none}"
@@ -84,13 +83,14 @@ end_with() {
 case $row in
   # The first check's listing stops after its header, the agent blocked reading it, while a burst
   # of requests arrives; then 2,002 lines in one write, as from ps: the read resumes, so the agent
-  # sees its session, stays and launches once.
+  # sees its session, stays and launches once. With no true its starter ends as itself, status 0.
   launch)
     printf '%s\n' loginwindow "${agent##*/}" >"$folder/listing"
     seq -f 'com.brightloom.helper%04g' 2000 >>"$folder/listing"
     start "$agent"
     mkfifo "$folder/go"
     until_ok pause 20 eval '[[ -f $folder/paused && $(cut -d" " -f3 /proc/$pid/stat) == S ]]'
+    [[ $(awk '{ print $2 $NF }' "/proc/$(pgrep -r Z)/stat") == "(${agent##*/})0" ]] || fail starter
     # Ten seconds of the real clock from the agent's fork to its listing's, a pass late at most.
     took=$((($(began "$(pgrep -P "$pid")") - $(began "$pid")) * 1000 / $(getconf CLK_TCK)))
     ((took >= 10000 && took < 11000)) || fail "first check $took ms after the start"
@@ -133,8 +133,8 @@ case $row in
     start "$folder/zeb-link"
     until_ok "end of the first copy" 11 ended "$first"
     ! poll 5 ended || fail "the second copy ended as well"
-    z=$(pgrep -r Z | sed 's|.*|/proc/&/stat|' | xargs -r awk '{ print $3, $NF }')
-    [[ $z == $'Z 0\nZ 0' ]] || fail "not two starters, left with status 0: $z"
+    z=$(pgrep -r Z | sed 's|.*|/proc/&/stat|' | xargs -r awk '{ print $2, $NF }')
+    [[ $z == $'(true) 0\n(true) 0' ]] || fail "not two starters, ended as true, status 0: $z"
     for n in {1..31}; do [[ $n =~ ^(2|3|9|12|15|19)$ ]] || ignored+=("$n"); done # no quit, USR2
     for ((n = 0; n < 20000; n++)); do # each ignored signal in turn, and a request
       kill -"${ignored[n % ${#ignored[@]}]}" "$pid"
