@@ -130,7 +130,7 @@ case $row in
     [[ $(<"$folder/ign") =~ ([0-9a-f]+)$ ]] && ! ((0x${BASH_REMATCH[1]} & ~0x180000000)) ||
       fail "the command: $(<"$folder/ign")"
     sleep 2 # a spacing, not a wait: it decides whose check comes first
-    start "$folder/zeb-link"
+    start perl -MPOSIX -e 'POSIX::close(0); exec @ARGV' "$folder/zeb-link" # stdin: back as 0
     until_ok "end of the first copy" 11 ended "$first"
     ! poll 5 ended || fail "the second copy ended as well"
     z=$(pgrep -r Z | sed 's|.*|/proc/&/stat|' | xargs -r awk '{ print $2, $NF }')
