@@ -31,7 +31,7 @@ TEST(Agent, Runs) {
        "end@0 status=0 killed=1"},
       {"10.4.9 runs", "version:0x1049 1:TERM", "detach end@1 status=0"},
       {"a negative version is older", "version:-1 1:TERM", "detach end@1 status=0"},
-      {"an escaping exception: reported, status 1",
+      {"an escaping exception: reported on one line, status 1",
        "throws:", "Unhandled RuntimeException: query failed\nend@0 status=1"},
       {"start-up registers App and one file type; shutdown releases", "held: 1:TERM",
        "held[App text/R*ch/TEXT/ pText] detach end@1 status=0 held[App]"},

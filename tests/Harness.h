@@ -99,7 +99,7 @@ struct FakePlatform : Platform {
   bool QuerySystemVersion(std::int32_t& result) override {
     if (Setting("held") != nullptr) Say(Held() + " ");
     if (Setting("throws") != nullptr) {
-      throw std::runtime_error("query failed");
+      throw std::runtime_error("query\nfailed");  // the report stays one line
     }
     result = Setting("version") != nullptr ? std::stoi(*Setting("version"), nullptr, 0) : result;
     return Setting("version") != nullptr;
