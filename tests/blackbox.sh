@@ -69,6 +69,7 @@ start() {
   COLUMNS=5 perl -e 'fork or exec @ARGV; sleep' "$@" &
   poll "$soon" found || fail "no detached agent with its handlers: ${state:-none}"
 }
+zombies() { pgrep -r Z | sed 's|.*|/proc/&/stat|' | xargs -r awk '{ print $2, $NF }'; } # name, status
 # own: the agent's read calls and anonymous kB (private dirty counts a fresh build's file pages).
 own() { awk '/^syscr/ { r = $2 } /^Anonymous/ { d = $2 } END { print r, d }' "$@"; }
 # end_with SIGNAL SECONDS: from the signal to the recorded end, with status 0.
@@ -90,7 +91,7 @@ case $row in
     start "$agent"
     mkfifo "$folder/go"
     until_ok pause 20 eval '[[ -f $folder/paused && $(cut -d" " -f3 /proc/$pid/stat) == S ]]'
-    [[ $(awk '{ print $2 $NF }' "/proc/$(pgrep -r Z)/stat") == "(${agent##*/})0" ]] || fail starter
+    [[ $(zombies) == "(${agent##*/}) 0" ]] || fail "the starter: $(zombies)"
     # Ten seconds of the real clock from the agent's fork to its listing's, a pass late at most.
     took=$((($(began "$(pgrep -P "$pid")") - $(began "$pid")) * 1000 / $(getconf CLK_TCK)))
     ((took >= 10000 && took < 11000)) || fail "first check $took ms after the start"
@@ -133,8 +134,7 @@ case $row in
     start perl -MPOSIX -e 'POSIX::close(0); exec @ARGV' "$folder/zeb-link" # stdin: back as 0
     until_ok "end of the first copy" 11 ended "$first"
     ! poll 5 ended || fail "the second copy ended as well"
-    z=$(pgrep -r Z | sed 's|.*|/proc/&/stat|' | xargs -r awk '{ print $2, $NF }')
-    [[ $z == $'(true) 0\n(true) 0' ]] || fail "not two starters, ended as true, status 0: $z"
+    [[ $(zombies) == $'(true) 0\n(true) 0' ]] || fail "not two starters ended as true: $(zombies)"
     for n in {1..31}; do [[ $n =~ ^(2|3|9|12|15|19)$ ]] || ignored+=("$n"); done # no quit, USR2
     for ((n = 0; n < 20000; n++)); do # each ignored signal in turn, and a request
       kill -"${ignored[n % ${#ignored[@]}]}" "$pid"
