@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
-#include <climits>
 #include <cstring>
 #include <system_error>
 
@@ -52,17 +51,20 @@ std::uint64_t Nanoseconds(std::uint64_t units, std::uint32_t numer, std::uint32_
   return units / denom * numer + units % denom * numer / denom;
 }
 
-String ExecutablePath(PathReader read) {
-  std::uint32_t size = PATH_MAX;
-  String path(size, '\0');
-  if (read(path.data(), &size) != 0) {
-    path.resize(size);
-    if (read(path.data(), &size) != 0) {
-      return {};
-    }
+String FirstArgument(std::string_view processArguments) {
+  int count = 0;
+  if (processArguments.size() < sizeof count) {
+    return {};
   }
-  path.resize(std::strlen(path.c_str()));
-  return path;
+  std::memcpy(&count, processArguments.data(), sizeof count);
+  const std::string_view rest = processArguments.substr(sizeof count);
+  const std::size_t pathEnd = rest.find('\0');
+  const std::size_t start = rest.find_first_not_of('\0', pathEnd);
+  const std::size_t end = rest.find('\0', start);
+  if (count < 1 || end == std::string_view::npos) {
+    return {};
+  }
+  return String(rest.substr(start, end - start));
 }
 
 }  // namespace zeb::darwin

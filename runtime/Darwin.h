@@ -21,10 +21,9 @@ std::optional<std::int32_t> SystemVersion(std::string_view release);
 // unit (1/1 on Intel, 125/3 on Apple silicon); right as long as the result fits.
 std::uint64_t Nanoseconds(std::uint64_t units, std::uint32_t numer, std::uint32_t denom);
 
-// Reads like _NSGetExecutablePath: -1 and the size it needs when `buffer` is too small.
-using PathReader = int (*)(char* buffer, std::uint32_t* size);
-
-// The path that `read` gives, with a buffer grown once if it asks for more; empty if it fails.
-String ExecutablePath(PathReader read);
+// argv[0] from a KERN_PROCARGS2 buffer (the argument count as an int, the executable's path, NUL
+// padding, then the arguments and the environment, each ending in NUL), where ps -c takes a
+// process's name from; empty when the count is 0 or the buffer ends before argv[0] does.
+String FirstArgument(std::string_view processArguments);
 
 }  // namespace zeb::darwin

@@ -39,7 +39,9 @@ class Platform {
   // less.
   virtual void WaitForEvents(std::int32_t milliseconds);
   virtual Tick Ticks();
-  // The path the program was started under (not the resolved file); empty when unknown.
+  // What the system's process listing names the agent by, as a path whose last part is that
+  // name: on Linux the path given to exec (not the resolved file), on macOS argv[0]. Empty when
+  // unknown.
   virtual String ExecutablePath();
   // Hands the heap's free pages back to the system where the C library can (glibc); nothing
   // elsewhere.

@@ -12,7 +12,6 @@
 #include <optional>
 
 #if defined(__APPLE__)
-#include <mach-o/dyld.h>
 #include <mach/mach_time.h>
 #include <sys/sysctl.h>
 #else
@@ -133,6 +132,30 @@ void StandardStreamsToNull() {
   ::_exit(0);
 }
 
+#if defined(__APPLE__)
+// Own name ------------------------------------------------------------------------------------
+
+// The agent's own KERN_PROCARGS2 buffer, as long as the system fills it; empty if it will not.
+String OwnProcessArguments() {
+  int argumentsMax = 0;
+  std::size_t size = sizeof argumentsMax;
+  std::array<int, 2> maxName{CTL_KERN, KERN_ARGMAX};
+  if (::sysctl(maxName.data(), maxName.size(), &argumentsMax, &size, nullptr, 0) != 0 ||
+      argumentsMax <= 0) {
+    return {};
+  }
+  String arguments(static_cast<std::size_t>(argumentsMax), '\0');
+  size = arguments.size();
+  std::array<int, 3> argumentsName{CTL_KERN, KERN_PROCARGS2, ::getpid()};
+  if (::sysctl(argumentsName.data(), argumentsName.size(), arguments.data(), &size, nullptr, 0) !=
+      0) {
+    return {};
+  }
+  arguments.resize(size);
+  return arguments;
+}
+#endif
+
 }  // namespace
 
 // NOLINTBEGIN(readability-convert-member-functions-to-static): the seam's members are virtual
@@ -207,11 +230,12 @@ bool Platform::Detach() {
   return static_cast<Tick>(static_cast<std::uint32_t>(ticks));  // the low 32 bits: it wraps
 }
 
-// The path given to exec, which is what the process listing names the agent by: a symbolic
-// link keeps its own name, and a file replaced while the agent runs changes nothing.
+// Taken from where the system's ps -c takes the name it lists, so that the agent finds its own
+// line: on Linux the path given to exec (a symbolic link keeps its own name, and a file replaced
+// while the agent runs changes nothing), on macOS argv[0], which a launcher may set to anything.
 String Platform::ExecutablePath() {
 #if defined(__APPLE__)
-  return darwin::ExecutablePath(&::_NSGetExecutablePath);
+  return darwin::FirstArgument(OwnProcessArguments());
 #else
   // NOLINTNEXTLINE(performance-no-int-to-ptr): getauxval hands the address over as an integer
   const auto* const path = reinterpret_cast<const char*>(::getauxval(AT_EXECFN));

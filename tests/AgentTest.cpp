@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstring>
 
 #include "runtime/Darwin.h"
 #include "shell/Shell.h"
@@ -133,19 +134,13 @@ TEST(PlatformDeathTest, WaitOutlastsSignals) {
 
 TEST(Darwin, SystemVersion) {
   const std::pair<const char*, std::optional<std::int32_t>> rows[] = {
-      {"8.0.1", 0x1040},   // 10.4
       {"8", 0x1040},       // no minor: 0
       {"8.9.0", 0x1049},   // 10.4.9
       {"8.11.1", 0x1049},  // 10.4.11: one digit for the bug fix, as the system's own query gives
       {"9.0.0", 0x1050},   // 10.5: the agent stays quiet from here on
       {"20.6.0", 0x1096},  // macOS 11.5
-      {"25.0.0", 0x1090},  // macOS 26
-      {"", std::nullopt},  // no number
-      {"-0.0.0", std::nullopt},           // a sign, even on 0
-      {"8.-0", std::nullopt},             // and after the dot
-      {"99999999999.0.0", std::nullopt},  // past the largest int
-      {"9.0rc", std::nullopt},            // more than numbers
-      {"8.", std::nullopt},               // no minor after the dot
+      {"9.0rc", std::nullopt},  // more than numbers
+      {"8.", std::nullopt},     // no minor after the dot
   };
   for (const auto& [release, version] : rows) {
     EXPECT_EQ(darwin::SystemVersion(release), version) << release;
@@ -163,16 +158,20 @@ TEST(Darwin, Nanoseconds) {
   }
 }
 
-// A path too long for the first buffer is read again, with the size the reader asks for.
-TEST(Darwin, ExecutablePath) {
-  static const std::string path(3 * PATH_MAX, 'p');
-  const darwin::PathReader read = [](char* buffer, std::uint32_t* size) {  // _NSGetExecutablePath
-    const bool fits = path.size() < *size;
-    *size = fits ? *size : static_cast<std::uint32_t>(path.size() + 1);
-    std::copy_n(path.c_str(), fits ? path.size() + 1 : 0, buffer);
-    return fits ? 0 : -1;
+TEST(Darwin, FirstArgument) {
+  using namespace std::string_view_literals;
+  const std::tuple<int, std::string_view, const char*> rows[] = {
+      {1, "/Library/Zeb/zeb-agent\0\0\0\0zeb-launched\0HOME=/\0"sv, "zeb-launched"},  // launchd
+      {2, "/bin/zeb-agent\0./zeb-agent\0-v\0"sv, "./zeb-agent"},                      // no padding
+      {0, "/bin/zeb-agent\0\0HOME=/\0"sv, ""},                                        // no argument
+      {1, "/bin/zeb-agent\0\0zeb-ag"sv, ""},                                          // cut short
   };
-  EXPECT_EQ(darwin::ExecutablePath(read), path);
+  for (const auto& [count, rest, argument] : rows) {
+    std::string buffer(sizeof count, '\0');
+    std::memcpy(buffer.data(), &count, sizeof count);
+    EXPECT_EQ(darwin::FirstArgument(buffer + std::string(rest)), argument) << rest;
+  }
+  EXPECT_EQ(darwin::FirstArgument("\1"), "");  // not even the count
 }
 
 }  // namespace
