@@ -55,17 +55,16 @@ void StartWatching(AppClass& app) {
   signal::CatchAllSignals();
 }
 
-// Launches and checks are rare: kept cold, out of the pages the idle pass touches. The agent stays
-// all session, so what a command took goes back to the system when it is done; the launch's
-// output stays in `output` until the next command replaces it.
-[[gnu::cold]] void Launch(AppClass& app, String& output) {
+// The agent stays all session, so what a command took goes back to the system when it is done;
+// the launch's output stays in `output` until the next command replaces it.
+void Launch(AppClass& app, String& output) {
   app.GetShell(output, kLaunchCommand);
   ReturnFreeMemory();
   app.DoEvents(kPumpMilliseconds);
 }
 
 // A check pass; false when the agent is to end.
-[[gnu::cold]] bool SessionGoesOn(AppClass& app, String& output) {
+bool SessionGoesOn(AppClass& app, String& output) {
   app.GetShell(output, kListingCommand);
   if (SecondCopyRuns(output) || SessionEnded(output)) {
     return false;
@@ -77,7 +76,7 @@ void StartWatching(AppClass& app) {
 
 }  // namespace
 
-[[gnu::hot]] std::int32_t App::Event_Run(const std::vector<String>& /*arguments*/) {
+std::int32_t App::Event_Run(const std::vector<String>& /*arguments*/) {
   Tick lastCheck = Ticks();
   String output;
   if (IsQuietSystem()) {
@@ -88,10 +87,10 @@ void StartWatching(AppClass& app) {
     DoEvents(kPumpMilliseconds);
     Bind<decltype(::usleep)>("usleep")(kPauseMicroseconds);
     // Cleared before the command runs, so a request arriving meanwhile gets the next pass.
-    if (DoLaunch.exchange(false)) [[unlikely]] {
+    if (DoLaunch.exchange(false)) {
       Launch(*this, output);
     }
-    if (TickDifference(Ticks(), lastCheck) > kCheckIntervalTicks) [[unlikely]] {
+    if (TickDifference(Ticks(), lastCheck) > kCheckIntervalTicks) {
       if (!SessionGoesOn(*this, output)) {
         break;
       }

@@ -82,35 +82,57 @@ while (($(micros "$EPOCHREALTIME") < end)); do
   echo "$(dirty_kb "$agent_pid") $(dirty_kb "$baseline_pid")" >>"$work/memory" # median: see below
 done
 for pid in "${idle[@]}"; do alive "$pid" || die "a program ended during the idle windows"; done
+# These pairs, like launch_reads and after below, hold the agent's figure, then the baseline's.
 reads=("$(reads_of ps "$agent_pid")" "$(reads_of ps "$baseline_pid")") # idle: checks alone
 quit "$binding_pid" >/dev/null && quit "$copy_pid" >/dev/null
 
 # One check of the long listing, the agent's alone, with its private dirty before and after.
-big=("$(dirty_kb "$agent_pid")")
+check_before=$(dirty_kb "$agent_pid")
 cp "$work/listing2000" "$work/listing.$agent_pid" # the stand-in serves it once
 poll 12 test ! -e "$work/listing.$agent_pid" || die "no check within 12 s"
-pause 1 && big+=("$(dirty_kb "$agent_pid")")
+pause 1 && check_after=$(dirty_kb "$agent_pid")
 
-# Ratios pooled, ~95% intervals from the per-window ratios' logs (mean, two standard errors).
-read -r -a f < <(awk 'function add(k, r) { s[k] += log(r); s2[k] += log(r) ^ 2 }
-  function show(k, pooled,   m, e) {
-    m = s[k] / NR; e = NR > 1 ? sqrt((s2[k] - NR * m * m) / (NR - 1) / NR) : 0
-    return sprintf("%.2f %.2f %.2f", pooled, exp(m - 2 * e), exp(m + 2 * e)) }
-  { for (i = 1; i <= 5; i++) t[i] += d[i] = $(i + 5) - $i # the wall time, then the CPU of each
-    add(1, 2 * d[2] / (d[3] + d[4])); add(2, d[4] / d[3]); add(3, (d[3] + d[4]) / 2 / d[5]) }
-  END { printf "%d %.1f %.0f %.0f %.0f %.0f %s %s %s\n", NR, t[1] / 1e6, t[2] / t[1] * 1e3,
-    t[3] / t[1] * 1e3, t[4] / t[1] * 1e3, t[5] / t[1] * 1e3, show(1, 2 * t[2] / (t[3] + t[4])),
-    show(2, t[4] / t[3]), show(3, (t[3] + t[4]) / 2 / t[5]) }' "$work/windows")
+# Each program's own CPU in us per s of the windows, each ratio pooled and its ~95% interval from
+# the per-window ratios' logs (mean, two standard errors): "name=value" lines into idle_cpu.
+declare -A idle_cpu
+while IFS='=' read -r name value; do
+  idle_cpu[$name]=$value
+done < <(awk 'BEGIN { split("wall agent binding copy baseline", column) } # a window: before, after
+  function add(k, r) { s[k] += log(r); s2[k] += log(r) ^ 2 }
+  function ratio(k, a, b) {
+    add(k, d[a] / d[b])
+    pooled[k] = t[a] / t[b]
+  }
+  function show(k,   m, e) {
+    m = s[k] / NR
+    e = NR > 1 ? sqrt((s2[k] - NR * m * m) / (NR - 1) / NR) : 0
+    printf "%s=%.2f\n%s_low=%.2f\n", k, pooled[k], k, exp(m - 2 * e)
+    printf "%s_high=%.2f\n", k, exp(m + 2 * e)
+  }
+  { for (i = 1; i <= 5; i++) t[column[i]] += d[column[i]] = $(i + 5) - $i
+    d["bindings"] = (d["binding"] + d["copy"]) / 2 # the binding baseline: its two copies
+    t["bindings"] = (t["binding"] + t["copy"]) / 2
+    ratio("agent_ratio", "agent", "bindings")
+    ratio("noise", "copy", "binding")
+    ratio("binding_ratio", "bindings", "baseline") }
+  END { printf "windows=%d\nseconds=%.1f\n", NR, t["wall"] / 1e6
+    for (i = 2; i <= 5; i++) printf "%s=%.0f\n", column[i], t[column[i]] / t["wall"] * 1e3
+    show("agent_ratio")
+    show("noise")
+    show("binding_ratio") }' "$work/windows")
 median() { cut -d' ' -f"$1" "$work/memory" | middle; }
-dirty=("$(median 1)" "$(median 2)")
-dirty+=("$(awk -v a="${dirty[0]}" -v b="${dirty[1]}" 'BEGIN { printf "%.2f", a / b }')")
-printf '## Idle, side by side: %s s in %s windows\n\n' "${f[1]}" "${f[0]}"
+dirty=("$(median 1)" "$(median 2)") # agent, baseline
+dirty_ratio=$(awk -v a="${dirty[0]}" -v b="${dirty[1]}" 'BEGIN { printf "%.2f", a / b }')
+printf '## Idle, side by side: %s s in %s windows\n\n' "${idle_cpu[seconds]}" "${idle_cpu[windows]}"
 echo "| own CPU | us per s | ratio (~95% interval) |"
 echo "|---|---:|---|"
-echo "| agent | ${f[2]} | ${f[6]} (${f[7]} to ${f[8]}) to the binding baseline (the mean of its two copies) |"
-echo "| baseline binding usleep by name | ${f[3]} | ${f[12]} (${f[13]} to ${f[14]}) to the plain one |"
-echo "| the same, 2nd copy | ${f[4]} | ${f[9]} (${f[10]} to ${f[11]}) to the 1st copy (noise) |"
-printf '| baseline | %s | |\n\n' "${f[5]}"
+echo "| agent | ${idle_cpu[agent]} | ${idle_cpu[agent_ratio]} (${idle_cpu[agent_ratio_low]} to" \
+  "${idle_cpu[agent_ratio_high]}) to the binding baseline (the mean of its two copies) |"
+echo "| baseline binding usleep by name | ${idle_cpu[binding]} | ${idle_cpu[binding_ratio]}" \
+  "(${idle_cpu[binding_ratio_low]} to ${idle_cpu[binding_ratio_high]}) to the plain one |"
+echo "| the same, 2nd copy | ${idle_cpu[copy]} | ${idle_cpu[noise]} (${idle_cpu[noise_low]} to" \
+  "${idle_cpu[noise_high]}) to the 1st copy (noise) |"
+printf '| baseline | %s | |\n\n' "${idle_cpu[baseline]}"
 
 # Latency; requests 150 to 400 ms apart, so at random phases of the pass.
 exec {record_fd}<"$work/open.log"
@@ -141,20 +163,24 @@ summary() { # FILE: median, 95th percentile (nearest rank), maximum; in ms
 printf '## Latency, ms (%s samples each)\n\n' "$samples"
 echo "| launch: SIGUSR2 until open started; quit: SIGTERM until gone | median | 95th pct. | max. |"
 echo "|---|---:|---:|---:|"
+declare -A ms # RUN.median and RUN.maximum
 for run in {launch,quit}-{agent,baseline}; do
-  read -r -a l < <(summary "$work/$run") && latency+=("${l[@]}")
-  echo "| $run | ${l[0]} | ${l[1]} | ${l[2]} |"
+  read -r median percentile maximum < <(summary "$work/$run")
+  ms[$run.median]=$median
+  ms[$run.maximum]=$maximum
+  echo "| $run | $median | $percentile | $maximum |"
 done && echo
 bytes=$(wc -c <"$work/listing")
 printf '| | agent | baseline |\n|---|---:|---:|\n'
-printf '| private dirty idle, kB (median of a sample a window) | %s | %s |\n' "${dirty[@]:0:2}"
+printf '| private dirty idle, kB (median of a sample a window) | %s | %s |\n' "${dirty[@]}"
 printf '| private dirty after the launches, kB | %s | %s |\n' "${after[@]}"
 printf '| own read calls (syscr) per check of %s bytes, median | %s | %s |\n' "$bytes" "${reads[@]}"
 printf '| own read calls per launch, median | %s | %s |\n\n' "${launch_reads[@]}"
 printf 'The agent around one check of 2,000 processes (%s bytes): %s kB before, %s kB after.\n\n' \
-  "$(wc -c <"$work/listing2000")" "${big[@]}"
+  "$(wc -c <"$work/listing2000")" "$check_before" "$check_after"
 # A request in the 10 ms wait takes a whole pass: of the baseline's 60 one very likely does.
-slowest=$(awk -v a="${latency[5]}" -v b="${latency[11]}" 'BEGIN { print (a > b) ? a : b }')
+slowest=$(awk -v a="${ms[launch-baseline.maximum]}" -v b="${ms[quit-baseline.maximum]}" \
+  'BEGIN { print (a > b) ? a : b }')
 verdict() { awk -v v="$1" -v limit="$2" 'BEGIN { print (v <= limit) ? "met" : "MISSED" }'; }
 target() { # TEXT AGENT_MS BASELINE_MS LIMIT: one line of the table, the ratio and both times
   awk -v t="$1" -v a="$2" -v b="$3" -v l="$4" 'BEGIN { r = sprintf("%.2f", b > 0 ? a / b : 99)
@@ -162,12 +188,16 @@ target() { # TEXT AGENT_MS BASELINE_MS LIMIT: one line of the table, the ratio a
 }
 echo "| target, against the baseline of the same run | measured | |"
 echo "|---|---:|---|"
-echo "| idle CPU at most 1.05 x the binding baseline's | ${f[6]} x | $(verdict "${f[6]}" 1.05) |"
-echo "| private dirty at most 1.10 x the baseline's | ${dirty[2]} x | $(verdict "${dirty[2]}" 1.10) |"
-limit=$(awk -v b="$bytes" 'BEGIN { printf "%.1f", b / 512 + 4 }') && left=$((big[1] - big[0]))
+echo "| idle CPU at most 1.05 x the binding baseline's | ${idle_cpu[agent_ratio]} x |" \
+  "$(verdict "${idle_cpu[agent_ratio]}" 1.05) |"
+echo "| private dirty at most 1.10 x the baseline's | $dirty_ratio x | $(verdict "$dirty_ratio" 1.10) |"
+limit=$(awk -v b="$bytes" 'BEGIN { printf "%.1f", b / 512 + 4 }') && left=$((check_after - check_before))
 echo "| reads per check at most $limit (1 per 512 bytes + 4) | ${reads[0]} | $(verdict "${reads[0]}" "$limit") |"
 echo "| reads per launch at most 5 | ${launch_reads[0]} | $(verdict "${launch_reads[0]}" 5) |"
 echo "| private dirty after the long check at most 4 kB over before | $left kB | $(verdict "$left" 4) |"
-target "launch median at most 1.50 x the baseline's" "${latency[0]}" "${latency[3]}" 1.50
-target "launch maximum at most 1.25 x the baseline's slowest answer" "${latency[2]}" "$slowest" 1.25
-target "quit maximum at most 1.25 x the baseline's slowest answer" "${latency[8]}" "$slowest" 1.25
+target "launch median at most 1.50 x the baseline's" "${ms[launch-agent.median]}" \
+  "${ms[launch-baseline.median]}" 1.50
+target "launch maximum at most 1.25 x the baseline's slowest answer" \
+  "${ms[launch-agent.maximum]}" "$slowest" 1.25
+target "quit maximum at most 1.25 x the baseline's slowest answer" "${ms[quit-agent.maximum]}" \
+  "$slowest" 1.25

@@ -25,7 +25,7 @@ String FolderItem::Name() const {
   return path_.substr(path_.rfind('/') + 1);  // npos + 1 is 0: a bare name stays whole
 }
 
-[[gnu::hot]] void ConsoleApplication::DoEvents(std::int32_t milliseconds) {
+void ConsoleApplication::DoEvents(std::int32_t milliseconds) {
   CurrentPlatform().WaitForEvents(milliseconds);
 }
 

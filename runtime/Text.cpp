@@ -42,6 +42,6 @@ String NthField(std::string_view source, std::string_view delimiter, std::int32_
 
 void Replace(String& variable, String value) noexcept { variable.swap(value); }
 
-[[gnu::hot]] Tick Ticks() { return CurrentPlatform().Ticks(); }
+Tick Ticks() { return CurrentPlatform().Ticks(); }
 
 }  // namespace zeb

