@@ -138,7 +138,7 @@ case $row in
     until_ok "end of the first copy" 11 ended "$first"
     ! poll 5 ended || fail "the second copy ended as well"
     [[ $(zombies) == $'(true) 0\n(true) 0' ]] || fail "not two starters ended as true: $(zombies)"
-    for n in {1..31}; do [[ $(kill -l $n) =~ ^(INT|QUIT|TERM|USR2|KILL|STOP)$ ]] || ignored+=("$n"); done
+    for n in {1..31}; do [[ $(kill -l "$n") =~ ^(INT|QUIT|TERM|USR2|KILL|STOP)$ ]] || ignored+=("$n"); done
     for ((n = 0; n < 20000; n++)); do # each ignored signal in turn, and a request
       kill -"${ignored[n % ${#ignored[@]}]}" "$pid"
       kill -USR2 "$pid"
