@@ -43,9 +43,10 @@ ZEB_RUNTIME_EXCEPTION(FunctionNotFoundException);
       String("function ").append(function).append(" not found in ").append(library));
 }
 
-// The object behind `pointer`, or NilObjectException when there is none.
+// `pointer` itself, or NilObjectException when it is null. A temporary comes back by value, so
+// that a reference bound to the result outlives the expression; a named pointer by reference.
 template <typename Pointer>
-decltype(auto) NilChecked(Pointer&& pointer) {
+Pointer NilChecked(Pointer&& pointer) {
   if (pointer == nullptr) {
     throw NilObjectException();
   }

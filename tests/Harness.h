@@ -1,8 +1,13 @@
 #pragma once
 
 // One harness for in-process runs: a fake platform, and whole runs of the agent against it in a
-// child process (a run installs signal handlers and may end the process), told by a trace (the
-// run table in AgentTest.cpp gives the language of scripts and traces).
+// child process (a run installs signal handlers and may end the process), told by a trace.
+// Script: words. "P:X": X, a signal (USR2, ...) or a tick count, happens as pass P starts (0:
+// before the run; end: after it); "Pl:X", "Pc:X", "Pp:X" during its launch, listing or pause.
+// "version:V": the version query gives V (else it fails); "throws:": it throws; "path:P": the
+// executable's path; "missing:F": F is not found by name; "held:": show what start-up holds and
+// shutdown leaves. Trace: detach, launch@P, check@P, pclose, an unhandled exception's line, end@P
+// status=S (RunAgent's), exit=N or killed=N as the process ended; "unreadable: W" for any other W.
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,6 +17,7 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
+#include <regex>
 #include <sstream>
 
 #include "app/App.h"
@@ -21,6 +27,13 @@
 namespace zeb::test {
 
 inline const std::string kLiveSession = "COMMAND\nloginwindow\nzeb-agent\n";
+
+inline std::regex ScriptWord() {
+  std::string what = "-?[0-9]+";
+  for (int sig = 1; sig < 32; ++sig) what.append("|").append(sigabbrev_np(sig));
+  return std::regex("([0-9]+[lcp]?|end):(" + what +
+                    ")|version:-?(0x[0-9a-f]+|[0-9]+)|throws:|held:|path:.*|missing:.+");
+}
 
 // The clock, the version query, the executable's path and the loader are the test's; usleep,
 // popen (serving `outputs`, running the rest), ferror and pclose are stand-ins; no detaching.
@@ -65,9 +78,8 @@ struct FakePlatform : Platform {
       fake->launchPump = !check;
       fake->Happen(std::to_string(fake->pass) + (check ? "c" : "l"));
     }
-    std::string* const output = fake->outputs.contains(command) ? &fake->outputs[command] : nullptr;
-    return output == nullptr ? ::popen(command, mode)
-                             : ::fmemopen(output->data(), output->size(), mode);
+    if (!fake->outputs.contains(command)) return ::popen(command, mode);
+    return ::fmemopen(fake->outputs[command].data(), fake->outputs[command].size(), mode);
   }
   static int Ferror(FILE* stream) noexcept {
     return std::ftell(stream) >= fake->errorFromByte ? 1 : std::ferror(stream);
@@ -98,9 +110,7 @@ struct FakePlatform : Platform {
   }
   bool QuerySystemVersion(std::int32_t& result) override {
     if (Setting("held") != nullptr) Say(Held() + " ");
-    if (Setting("throws") != nullptr) {
-      throw std::runtime_error("query\nfailed");  // the report stays one line
-    }
+    if (Setting("throws") != nullptr) throw std::runtime_error("query\nfailed");  // one-line report
     result = Setting("version") != nullptr ? std::stoi(*Setting("version"), nullptr, 0) : result;
     return Setting("version") != nullptr;
   }
@@ -110,7 +120,7 @@ struct FakePlatform : Platform {
   }
   void WaitForEvents(std::int32_t milliseconds) override {
     Say(milliseconds == 10 ? "" : "pump(" + std::to_string(milliseconds) + ") ");
-    static_cast<void>(++pumps > 60 && std::raise(SIGKILL));  // a run that would go on for ever
+    if (++pumps > 60) std::raise(SIGKILL);    // a run that would go on for ever
     if (!std::exchange(launchPump, false)) {  // the pump after a launch is the same pass's
       Happen(std::to_string(++pass));
     }
@@ -120,10 +130,10 @@ struct FakePlatform : Platform {
     return Setting("path") != nullptr ? *Setting("path") : "/usr/local/bin/zeb-agent";
   }
 
-  // A whole run of `script` in a child: its trace (see the run table in AgentTest.cpp).
   std::string Run(const std::string& script) {
     std::istringstream tokens(script);
     for (std::string token; tokens >> token;) {
+      if (!std::regex_match(token, ScriptWord())) return "unreadable: " + token;
       events.emplace(token.substr(0, token.find(':')), token.substr(token.find(':') + 1));
     }
     FILE* const out = std::tmpfile();
@@ -132,7 +142,6 @@ struct FakePlatform : Platform {
       ::dup2(::fileno(out), STDOUT_FILENO);
       ::dup2(::fileno(out), STDERR_FILENO);
       const ScopedPlatform scoped(*this);
-      if (Setting("closed") != nullptr) ::close(STDERR_FILENO);
       tracing = true;
       Happen("0");
       const char* const arguments[] = {"zeb-agent"};

@@ -43,22 +43,26 @@ ln -s "$(command -v sleep)" "$folder/loginwindow" # named after the link, it kee
 "$folder/loginwindow" infinity &
 until_ok() { poll "$2" "${@:3}" || fail "no $1 within $2 s"; }
 has_calls() { [[ -f $folder/$1.log ]] && (($(grep -c '^--$' "$folder/$1.log" || :) >= $2)); }
-ended() { [[ -f $out/${1:-$pid} ]] && read -r how code at <"$out/${1:-$pid}" && exit_0; } # by PID 1
+# ended [PID]: PID (else $pid) has ended with status 0, as PID 1 recorded; sets how, code and at.
+ended() { [[ -f $out/${1:-$pid} ]] && read -r how code at <"$out/${1:-$pid}" && exit_0; }
 exit_0() { [[ "$how $code" == "exit 0" ]] || fail "ended: $how $code"; }
-# Handlers for 1-31 but KILL, STOP (valgrind's under valgrind); none blocked: commands inherit it.
+# armed: a handler for each signal it can catch (valgrind's under valgrind), none blocked (commands
+# would inherit it). Signal masks as /proc shows them, signal N as bit N-1:
+catchable=0x7ffbfeff glibc_own=0x180000000 # 1-31 but KILL (9), STOP (19); 32, 33: glibc's own
 armed() { [[ $(<"/proc/$pid/status") =~ SigBlk:.0{16}.*SigCgt:.([0-9a-f]+) ]] &&
-  ! ((~0x${BASH_REMATCH[1]} & 0x7ffbfeff)); }
+  ! ((~0x${BASH_REMATCH[1]} & catchable)); }
+# detached: sets state to $pid's session, terminal, folder and descriptors; true when all detached.
 detached() {
   local p=/proc/$pid
   read -r _ _ _ _ _ sid tty _ <"$p/stat"
   state="sid=$sid tty=$tty cwd=$(readlink "$p/cwd") fds$(find "$p/fd" -mindepth 1 -printf ' %f:%l')"
   [[ $state == "sid=$pid tty=0 cwd=/ fds 0:/dev/null 1:/dev/null 2:/dev/null" ]]; }
-# Seconds allowed for what takes the agent milliseconds (a start, a pass, a launch), where the
-# fault each catches takes ten seconds (waiting for a check) or for ever: room for a busy machine.
+# Seconds allowed for what takes the agent milliseconds; the faults caught take 10 s or for ever.
 soon=5
 # began PID: PID's fork, in the kernel's clock ticks since boot: no delay of this script counts.
 began() { awk '{ sub(/.*\) /, ""); print $20 }' "/proc/$1/stat"; }
-# found: the newest session leader but the first copy is the agent, detached and armed.
+# found: sets pid to the newest session leader but the first copy (and state, by detached); true
+# when that is the agent, detached and armed.
 found() {
   local leaders='$1 == $6 && $1 != first && $1 > p { p = $1 } END { print p }'
   pid=$(cat /proc/[0-9]*/stat 2>/dev/null | awk -v first="${first:-0}" "$leaders") # not ps: a stand-in
@@ -100,9 +104,8 @@ case $row in
     read -r reads dirty < <(own "/proc/$pid/task/$pid/io" "/proc/$pid/smaps_rollup")
     echo >"$folder/go"
     until_ok launch "$soon" has_calls open 1
-    # 52 kB: about 100 reads of 512 bytes, more where a read finds less than an item; 400 allowed
-    # (a byte a call would be 52,000). Memory back where it was, 28 kB allowed, half of what a
-    # listing kept takes (ASan's heap keeps it, though).
+    # 52 kB: about 100 reads of 512 bytes, more where one finds less; 400 allowed (a byte a call:
+    # 52,000). Memory back where it was, 28 kB allowed, half a kept listing (not under ASan).
     read -r reads_after dirty_after < <(own "$folder/agent")
     ((reads_after - reads < 400)) || fail "$((reads_after - reads)) reads for the 52 kB listing"
     grep -q libasan "/proc/$pid/maps" || ((dirty_after - dirty < 28)) ||
@@ -113,29 +116,29 @@ case $row in
     m='/Library/Application Support/Brightloom Utilities Support/ZEB_Helper/ZEB_Messenger.app'
     [[ $(<"$folder/open.log") == "$m"$'\n--\n'"$m"$'\n--' ]] || fail "$(<"$folder/open.log")"
     [[ $(<"$folder/ps.log") == $'-cx\n-o\ncommand\n--'* ]] || fail "ps: $(<"$folder/ps.log")" ;;
-  # Two copies through a link 2 s apart, real ps: the first copy's check sees the second and it
-  # ends; the second, checking past both unreaped starters, stays and launches, after a storm of
-  # signals too. The first copy: stderr closed (back as 2, kept), mask blocked, SIGHUP ignored
+  # Two copies through a link 2 s apart, real ps: the first one's check sees the second and it ends;
+  # the second, checking past both unreaped starters, stays and launches, after a storm of signals
+  # too. The first copy: stdin a pipe, stderr closed (back as 2, kept), mask blocked, SIGHUP ignored
   # (nohup); none may reach a command. Its first launch, a pass after it is armed, finds no starter.
   unreaped)
     ln -s "$agent" "$folder/zeb-link"
-    hush='POSIX::close(2); $SIG{HUP} = "IGNORE"'
-    block='sigprocmask(SIG_BLOCK, POSIX::SigSet->new(SIGUSR2, SIGTERM))'
-    start perl -MPOSIX -e "$hush; $block; exec @ARGV" "$folder/zeb-link"
+    streams='pipe(my $r, my $w); POSIX::dup2(fileno $r, 0); POSIX::close(2)'
+    signals='$SIG{HUP} = "IGNORE"; sigprocmask(SIG_BLOCK, POSIX::SigSet->new(SIGUSR2, SIGTERM))'
+    start perl -MPOSIX -e "$streams; $signals; exec @ARGV" "$folder/zeb-link"
     first=$pid
     kill -USR2 "$pid"
     until_ok launch "$soon" has_calls open 1
     [[ $(<"$folder/agent") =~ PPid:.1$'\n' ]] || fail "at the first launch: $(<"$folder/agent")"
-    # Output is popen's pipe, 0 and 2 the agent's /dev/null; glibc's popen ignores its own 32, 33.
+    # 1 is popen's pipe, 0 and 2 /dev/null whatever the starter gave; popen ignores glibc's own.
     [[ $(<"$folder/fds") == /dev/null$'\n'pipe:*$'\n'/dev/null ]] || fail "saw $(<"$folder/fds")"
-    [[ $(<"$folder/ign") =~ ([0-9a-f]+)$ ]] && ! ((0x${BASH_REMATCH[1]} & ~0x180000000)) ||
+    [[ $(<"$folder/ign") =~ ([0-9a-f]+)$ ]] && ! ((0x${BASH_REMATCH[1]} & ~glibc_own)) ||
       fail "the command: $(<"$folder/ign")"
     sleep 2 # a spacing, not a wait: it decides whose check comes first
     start perl -MPOSIX -e 'POSIX::close(0); exec @ARGV' "$folder/zeb-link" # stdin: back as 0
     until_ok "end of the first copy" 11 ended "$first"
     ! poll 5 ended || fail "the second copy ended as well"
     [[ $(zombies) == $'(true) 0\n(true) 0' ]] || fail "not two starters ended as true: $(zombies)"
-    for n in {1..31}; do [[ $n =~ ^(2|3|9|12|15|19)$ ]] || ignored+=("$n"); done # no quit, USR2
+    for n in {1..31}; do [[ $(kill -l "$n") =~ ^(INT|QUIT|TERM|USR2|KILL|STOP)$ ]] || ignored+=("$n"); done
     for ((n = 0; n < 20000; n++)); do # each ignored signal in turn, and a request
       kill -"${ignored[n % ${#ignored[@]}]}" "$pid"
       kill -USR2 "$pid"
