@@ -47,10 +47,10 @@ make_system() {
   debootstrap --variant=minbase "$1" "$2" >"$log" 2>&1 || fail "debootstrap failed: $(tail -3 "$log")"
   echo 'APT::Get::Assume-Yes "true";' >"$2/etc/apt/apt.conf.d/90assume-yes"
   touch "$2/etc/resolv.conf"
-  enter "$2"
-  in_system "$2" "apt-get update -qq"
   mkdir "$2/root/zeb-agent"
   git archive HEAD | tar -x -C "$2/root/zeb-agent"
+  enter "$2"
+  in_system "$2" "apt-get update -qq"
 }
 
 # demo_ended LOG: the timeline's last line is the agent ending by itself at its first check.
