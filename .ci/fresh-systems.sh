@@ -43,8 +43,8 @@ enter() {
 # itself (as a user at the terminal would), holding the committed tree in ~/zeb-agent.
 make_system() {
   local log=$top/$1.debootstrap.log
-  echo "== $1: debootstrap --variant=minbase (log: $log)"
-  debootstrap --variant=minbase "$1" "$2" >"$log" 2>&1 || fail "debootstrap failed: $(tail -3 "$log")"
+  echo "== $1: debootstrap --variant=minbase"
+  debootstrap --variant=minbase "$1" "$2" >"$log" 2>&1 || fail "debootstrap failed, see $log"
   echo 'APT::Get::Assume-Yes "true";' >"$2/etc/apt/apt.conf.d/90assume-yes"
   touch "$2/etc/resolv.conf"
   mkdir "$2/root/zeb-agent"
