@@ -9,7 +9,10 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 source "$root/tools/polling.sh"
 seconds=60 samples=30
 die() { echo "measure.sh: $*" >&2 && exit 1; }
-while [[ ${1:-} == --seconds || ${1:-} == --samples ]]; do declare "${1#--}=$2" && shift 2; done
+while [[ ${1:-} == --seconds || ${1:-} == --samples ]]; do
+  declare "${1#--}=$2"
+  shift 2
+done
 
 if [[ -z ${ZEB_MEASURE_FOLDER:-} ]]; then
   (($# == 4)) || die "usage: measure.sh [--seconds N] [--samples N] [AGENT BASELINE BINDING TOOL]"
@@ -34,7 +37,11 @@ readonly agent=$1 baseline=$2 binding=$3 work=$ZEB_MEASURE_FOLDER
 exec {pause_fd}<> <(:)
 pause() { read -r -t "$1" -u "$pause_fd" _ || true; }
 alive() { # and not a zombie
-  { read -r s <"/proc/$1/stat"; } 2>/dev/null && s=${s##*) } && [[ ${s:0:1} != Z ]]; }
+  local stat
+  { read -r stat <"/proc/$1/stat"; } 2>/dev/null || return
+  stat=${stat##*) }
+  [[ ${stat:0:1} != Z ]]
+}
 armed() { # SIGTERM and SIGUSR2 are caught
   [[ $(grep SigCgt "/proc/$1/status" 2>/dev/null) =~ ([0-9a-f]+)$ ]] &&
     (((16#${BASH_REMATCH[1]} & 0x4800) == 0x4800)); }
@@ -109,13 +116,17 @@ done < <(awk 'BEGIN { split("wall agent binding copy baseline", column) } # a wi
     printf "%s=%.2f\n%s_low=%.2f\n", k, pooled[k], k, exp(m - 2 * e)
     printf "%s_high=%.2f\n", k, exp(m + 2 * e)
   }
-  { for (i = 1; i <= 5; i++) t[column[i]] += d[column[i]] = $(i + 5) - $i
+  { for (i = 1; i <= 5; i++) {
+      d[column[i]] = $(i + 5) - $i
+      t[column[i]] += d[column[i]]
+    }
     d["bindings"] = (d["binding"] + d["copy"]) / 2 # the binding baseline: its two copies
     t["bindings"] = (t["binding"] + t["copy"]) / 2
     ratio("agent_ratio", "agent", "bindings")
     ratio("noise", "copy", "binding")
     ratio("binding_ratio", "bindings", "baseline") }
-  END { printf "windows=%d\nseconds=%.1f\n", NR, t["wall"] / 1e6
+  END {
+    printf "windows=%d\nseconds=%.1f\n", NR, t["wall"] / 1e6
     for (i = 2; i <= 5; i++) printf "%s=%.0f\n", column[i], t[column[i]] / t["wall"] * 1e3
     show("agent_ratio")
     show("noise")

@@ -122,9 +122,13 @@ case $row in
   # (nohup); none may reach a command. Its first launch, a pass after it is armed, finds no starter.
   unreaped)
     ln -s "$agent" "$folder/zeb-link"
-    streams='pipe(my $r, my $w); POSIX::dup2(fileno $r, 0); POSIX::close(2)'
-    signals='$SIG{HUP} = "IGNORE"; sigprocmask(SIG_BLOCK, POSIX::SigSet->new(SIGUSR2, SIGTERM))'
-    start perl -MPOSIX -e "$streams; $signals; exec @ARGV" "$folder/zeb-link"
+    first_starter='pipe(my $r, my $w);
+      POSIX::dup2(fileno $r, 0);
+      POSIX::close(2);
+      $SIG{HUP} = "IGNORE";
+      sigprocmask(SIG_BLOCK, POSIX::SigSet->new(SIGUSR2, SIGTERM));
+      exec @ARGV'
+    start perl -MPOSIX -e "$first_starter" "$folder/zeb-link"
     first=$pid
     kill -USR2 "$pid"
     until_ok launch "$soon" has_calls open 1
@@ -145,7 +149,11 @@ case $row in
     done
     last=${EPOCHREALTIME/[.,]/}
     until_ok "launch after the storm" "$soon" awk -v l="$last" -v f="$folder/open.times" \
-      'BEGIN { while ((getline t <f) > 0) s = t; sub(/[.,]/, "", s); exit s <= l }'
+      'BEGIN {
+        while ((getline t <f) > 0) s = t
+        sub(/[.,]/, "", s)
+        exit s <= l
+      }'
     end_with INT "$soon" ;;
   valgrind)
     command -v valgrind >/dev/null || exit 77
