@@ -132,8 +132,9 @@ struct FakePlatform : Platform {
 
   std::string Run(const std::string& script) {
     std::istringstream tokens(script);
+    const std::regex word = ScriptWord();
     for (std::string token; tokens >> token;) {
-      if (!std::regex_match(token, ScriptWord())) return "unreadable: " + token;
+      if (!std::regex_match(token, word)) return "unreadable: " + token;
       events.emplace(token.substr(0, token.find(':')), token.substr(token.find(':') + 1));
     }
     FILE* const out = std::tmpfile();
