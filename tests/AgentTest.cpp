@@ -94,6 +94,7 @@ TEST(Capture, OutputShape) {
     shell::Capture(captured, command);
     EXPECT_EQ(captured, output) << command;
     EXPECT_EQ(platform.lookups["feof"], feofs) << command;  // bound afresh at every call
+    EXPECT_EQ(platform.lookups["fread"], feofs) << command;
     EXPECT_EQ(platform.lookups["pclose"], 1) << command;
   }
 }
