@@ -43,6 +43,15 @@ static_assert(std::atomic<class App*>::is_always_lock_free);
 // C++ classes are usable once defined; there is nothing to make known at run time.
 void initialize() {}
 
+void finalize() noexcept {
+  FileTypes::internal::pTextExit();
+  signal::internal::myAppExit();
+}
+
+}  // namespace
+
+namespace internal {
+
 // Plug-ins bring classes of their own; the program has none.
 void RuntimeInitExternalClasses() {}
 
@@ -55,15 +64,6 @@ void NewAppInstance() {
 
 // A console program has no menus.
 void ApplicationAddMenuHandlers() {}
-
-void finalize() noexcept {
-  FileTypes::internal::pTextExit();
-  signal::internal::myAppExit();
-}
-
-}  // namespace
-
-namespace internal {
 
 void Main() {
   try {

@@ -1,6 +1,7 @@
 #include "runtime/ConsoleApplication.h"
 
 #include <algorithm>
+#include <csignal>
 
 #include "runtime/FileType.h"
 #include "runtime/Platform.h"
@@ -29,7 +30,14 @@ void ConsoleApplication::DoEvents(std::int32_t milliseconds) {
   CurrentPlatform().WaitForEvents(milliseconds);
 }
 
-bool ConsoleApplication::Daemonize() { return CurrentPlatform().Detach(); }
+// Every signal is held from before the fork until CatchAllSignals has installed the handlers and
+// releases it, so that one sent as soon as the starter has returned waits for them.
+bool ConsoleApplication::Daemonize() {
+  sigset_t all;
+  sigfillset(&all);
+  static_cast<void>(::pthread_sigmask(SIG_BLOCK, &all, nullptr));
+  return CurrentPlatform().Detach();
+}
 
 // NOLINTNEXTLINE(readability-convert-member-functions-to-static): asked of the application object
 std::unique_ptr<FolderItem> ConsoleApplication::ExecutableFile() const {
@@ -69,34 +77,25 @@ ConsoleApplication* getAppObject() noexcept { return state.app.get(); }
 
 void RuntimeRun() { state.exitStatus = NilChecked(getAppObject())->Event_Run(state.arguments); }
 
-void RuntimeUnhandledException(const RuntimeException& error) {
+void RuntimeUnhandledException(std::string_view className, std::string_view message) noexcept {
   state.exitStatus = kUnhandledExceptionStatus;
-  CurrentPlatform().ReportUnhandledException(error);
+  CurrentPlatform().ReportUnhandledException(className, message);
 }
 
 std::int32_t RuntimeExit() { return state.exitStatus; }
 
-String UnhandledExceptionLine(const RuntimeException& error) {
-  String line = String("Unhandled ") + error.ClassName();
-  if (!error.Message().empty()) {
-    line += ": " + error.Message();
-  }
-  std::replace(line.begin(), line.end(), '\n', ' ');
-  return line + '\n';
-}
-
 namespace internal {
 
-void UnhandledException(const std::exception_ptr& thrown) {
-  // Report inside each handler: a copy into RuntimeException would lose the class.
+void UnhandledException(const std::exception_ptr& thrown) noexcept {
+  // Rethrowing takes its memory from the C++ runtime's emergency pool when the heap has none.
   try {
     std::rethrow_exception(thrown);
   } catch (const RuntimeException& error) {
-    RuntimeUnhandledException(error);
+    RuntimeUnhandledException(error.ClassName(), error.Message());
   } catch (const std::exception& error) {
-    RuntimeUnhandledException(RuntimeException(error.what()));
+    RuntimeUnhandledException("RuntimeException", error.what());
   } catch (...) {
-    RuntimeUnhandledException(RuntimeException("unknown exception"));
+    RuntimeUnhandledException("RuntimeException", "unknown exception");
   }
 }
 

@@ -69,20 +69,18 @@ void RuntimeAllocatePluginEntrypointsTable(std::size_t entries);
 void RuntimeRegisterConsoleAppObject(std::shared_ptr<ConsoleApplication> app, bool option);
 // Raises the registered object's Run event and keeps its result as the exit status.
 void RuntimeRun();
-// Reports an exception that no code caught and makes the exit status non-zero.
-void RuntimeUnhandledException(const RuntimeException& error);
+// Reports an exception that no code caught, by its class and message, and makes the exit status
+// non-zero. Nothing here allocates, so that a memory shortage still ends as one.
+void RuntimeUnhandledException(std::string_view className, std::string_view message) noexcept;
 std::int32_t RuntimeExit();
 
 // The registered application object, or null.
 ConsoleApplication* getAppObject() noexcept;
 
-// The report line: the exception's class and its message.
-String UnhandledExceptionLine(const RuntimeException& error);
-
 namespace internal {
 
-// Hands whatever was thrown to the runtime as a RuntimeException.
-void UnhandledException(const std::exception_ptr& thrown);
+// Hands whatever was thrown to the runtime; a foreign exception goes as a RuntimeException.
+void UnhandledException(const std::exception_ptr& thrown) noexcept;
 
 }  // namespace internal
 

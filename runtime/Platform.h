@@ -12,8 +12,6 @@
 
 namespace zeb {
 
-class RuntimeException;
-
 // The name under which the loader knows the system's C library.
 inline constexpr std::string_view kSystemLibrary = "System.framework";
 
@@ -46,8 +44,9 @@ class Platform {
   // Hands the heap's free pages back to the system where the C library can (glibc); nothing
   // elsewhere.
   virtual void ReturnFreeMemory();
-  // One line on standard error; nothing when it is closed.
-  virtual void ReportUnhandledException(const RuntimeException& error);
+  // The report's line (WriteUnhandledExceptionLine) on standard error; nothing when it is closed.
+  virtual void ReportUnhandledException(std::string_view className,
+                                        std::string_view message) noexcept;
 };
 
 Platform& CurrentPlatform() noexcept;
@@ -55,6 +54,12 @@ Platform& CurrentPlatform() noexcept;
 // Writes `text` to `descriptor`, resuming after a signal or a short write, until it is all out or
 // the descriptor takes no more (closed, say). Safe in signal context: it calls write() alone.
 void WriteAll(int descriptor, std::string_view text) noexcept;
+
+// Writes "Unhandled CLASS: MESSAGE" and a line feed to `descriptor`, the message's own line feeds
+// as blanks and without ": " when it is empty. It allocates nothing, so that a memory shortage
+// still gets its line, and calls write() alone, so that signal context may use it.
+void WriteUnhandledExceptionLine(int descriptor, std::string_view className,
+                                 std::string_view message) noexcept;
 
 // Puts `platform` in place until the end of the scope.
 class ScopedPlatform {

@@ -2,13 +2,18 @@
 // the last system on which the agent does its job (10.5 and later only ask for the version);
 // the macOS build (cmake/macos) fails on any call that 10.4 lacks.
 
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <ctime>
+#include <memory>
 #include <optional>
 
 #if defined(__APPLE__)
@@ -88,19 +93,49 @@ timespec ToTimespec(std::int64_t nanoseconds) {
 
 // Detaching -----------------------------------------------------------------------------------
 
+// The folder that lists the process's open descriptors.
+#if defined(__APPLE__)
+constexpr const char* kOpenDescriptors = "/dev/fd";
+#else
+constexpr const char* kOpenDescriptors = "/proc/self/fd";
+#endif
+
+struct FolderCloser {
+  void operator()(DIR* folder) const noexcept { ::closedir(folder); }
+};
+
+// Every number above the standard streams up to the hard limit (at most 2^20), for when the
+// system's list of open descriptors cannot be read.
+void CloseDescriptorsUpToHardLimit() {
+  rlimit limit{};
+  ::getrlimit(RLIMIT_NOFILE, &limit);
+  const rlim_t end = std::min<rlim_t>(limit.rlim_max, rlim_t{1} << 20U);
+  for (rlim_t descriptor = STDERR_FILENO + 1; descriptor < end; ++descriptor) {
+    ::close(static_cast<int>(descriptor));
+  }
+}
+
 // Descriptors inherited from the starter would keep its pipes and files open for the session.
+// Where close_range is missing or refused, the system's list tells the open ones: one opened
+// before its limit was lowered lies above every limit.
 void CloseInheritedDescriptors() {
 #if defined(__linux__)
   if (::close_range(STDERR_FILENO + 1, ~0U, 0) == 0) {
     return;
   }
 #endif
-  const long limit = ::sysconf(_SC_OPEN_MAX);
-  constexpr long kMostDescriptors = 1 << 16;
-  const int last =
-      static_cast<int>(limit > 0 && limit < kMostDescriptors ? limit : kMostDescriptors);
-  for (int descriptor = STDERR_FILENO + 1; descriptor < last; ++descriptor) {
-    ::close(descriptor);
+  const std::unique_ptr<DIR, FolderCloser> folder(::opendir(kOpenDescriptors));
+  if (folder == nullptr) {
+    CloseDescriptorsUpToHardLimit();
+    return;
+  }
+  while (const dirent* const entry = ::readdir(folder.get())) {
+    const std::string_view name = entry->d_name;
+    int descriptor = 0;
+    std::from_chars(name.data(), name.data() + name.size(), descriptor);  // "." and ".." stay 0
+    if (descriptor > STDERR_FILENO && descriptor != ::dirfd(folder.get())) {
+      ::close(descriptor);
+    }
   }
 }
 
@@ -242,17 +277,17 @@ String Platform::ExecutablePath() {
 #endif
 }
 
-// glibc keeps freed heap pages. Without this the agent measured 124 kB of private dirty memory idle
-// instead of 104, and 224 kB for the session after one check of 2,000 processes.
+// glibc keeps freed heap pages, which a long listing would leave dirty for the whole session
+// (docs/performance.md has the figures).
 void Platform::ReturnFreeMemory() {
 #if defined(__GLIBC__)
   ::malloc_trim(0);
 #endif
 }
 
-void Platform::ReportUnhandledException(const RuntimeException& error) {
-  const String line = UnhandledExceptionLine(error);
-  WriteAll(STDERR_FILENO, line);
+void Platform::ReportUnhandledException(std::string_view className,
+                                        std::string_view message) noexcept {
+  WriteUnhandledExceptionLine(STDERR_FILENO, className, message);
 }
 
 // NOLINTEND(readability-convert-member-functions-to-static)
@@ -278,6 +313,30 @@ void WriteAll(int descriptor, std::string_view text) noexcept {
     }
     done += static_cast<std::size_t>(written);
   }
+}
+
+void WriteUnhandledExceptionLine(int descriptor, std::string_view className,
+                                 std::string_view message) noexcept {
+  std::array<char, 256> line{};
+  std::size_t used = 0;
+  const auto put = [&](std::string_view text) {
+    for (const char character : text) {
+      if (used == line.size() - 1) {  // the last place is the line feed's
+        WriteAll(descriptor, {line.data(), used});
+        used = 0;
+      }
+      line.data()[used] = character == '\n' ? ' ' : character;
+      ++used;
+    }
+  };
+  put("Unhandled ");
+  put(className);
+  if (!message.empty()) {
+    put(": ");
+    put(message);
+  }
+  line.data()[used] = '\n';
+  WriteAll(descriptor, {line.data(), used + 1});
 }
 
 ScopedPlatform::ScopedPlatform(Platform& platform) noexcept : previous_(current) {

@@ -12,10 +12,9 @@ namespace {
 
 constexpr std::int32_t kReadSize = 512;
 
-// The stream's buffer, one item wide: glibc's fread then reads each item straight from the pipe,
-// a BSD stdio refills it 512 bytes at a time, and the heap gives no page for it. Static, so that
-// a stream left open by an exception never points at a dead buffer. Measured: unbuffered, a check
-// took 4,664 reads and a third more idle CPU; a 4 kB buffer took a page more for the session.
+// The stream's buffer, one item wide, so that glibc reads each item straight from the pipe
+// without a heap page for the session (docs/performance.md has the figures). Static, so that a
+// stream left open by an exception never points at a dead buffer.
 std::array<char, kReadSize> streamBuffer{};
 
 // The stream handle lives only in its holder, as a pointer-wide integer.

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <string_view>
 
 #include "runtime/ConsoleApplication.h"
 #include "runtime/Platform.h"
@@ -11,9 +10,7 @@
 namespace zeb {
 
 void RaiseNilObjectExceptionInSignalContext() noexcept {
-  static constexpr std::string_view kLine =
-      "Unhandled NilObjectException: raised in a signal handler\n";
-  WriteAll(STDERR_FILENO, kLine);
+  WriteUnhandledExceptionLine(STDERR_FILENO, "NilObjectException", "raised in a signal handler");
   ::_exit(kUnhandledExceptionStatus);
 }
 
@@ -39,8 +36,8 @@ void CatchAllSignals() {
     InstallHandler(sig, &handler);
     BackgroundTask();
   }
-  // A mask left by the starter survives exec: unblocked only now, so that what is pending goes
-  // to the handler, and every command the agent runs starts with nothing blocked.
+  // Unblocked only now, so that what the starter's mask or detaching held goes to the handler,
+  // and every command the agent runs starts with nothing blocked.
   sigset_t nothing;
   sigemptyset(&nothing);
   static_cast<void>(::pthread_sigmask(SIG_SETMASK, &nothing, nullptr));

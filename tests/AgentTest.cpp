@@ -1,7 +1,13 @@
 // In-process tests: whole runs against the fake platform (Harness.h), one table row a behaviour;
 // the capture's shape and the macOS platform's arithmetic (on a Mac's answers) in tables too.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
 
 #include <atomic>
 #include <chrono>
@@ -41,6 +47,10 @@ TEST(Agent, Runs) {
       {"10.4.9 runs; no usleep: FunctionNotFoundException", "version:0x1049 missing:usleep",
        "detach Unhandled FunctionNotFoundException: function usleep not found in "
        "System.framework\nend@1 status=1"},
+      {"signals sent while it detaches wait for the handlers", "0d:USR2 0d:QUIT",
+       "detach launch@1 pclose end@1 status=0"},
+      {"a memory shortage that stays: still its line, status 1", "1:601 1p:nomem",
+       "detach Unhandled RuntimeException: std::bad_alloc\nend@1 status=1"},
       {"a signal after shutdown: NilObjectException, exit 1", "1:TERM end:USR1",
        "detach end@1 status=0Unhandled NilObjectException: raised in a signal handler\n exit=1"},
       {"a shortened name, or a match overlapping another, is no copy", "path:/bin/aa 1:601 2:TERM",
@@ -112,6 +122,38 @@ TEST(PlatformDeathTest, WaitOutlastsSignals) {
         std::exit(std::chrono::steady_clock::now() - start >= 50ms && caught > 0 ? 0 : 1);
       },
       testing::ExitedWithCode(0), "");
+}
+
+// close_range answers ENOSYS, as before Linux 5.9 or under a filter that refuses it.
+void RefuseCloseRange() {
+  std::array<sock_filter, 4> filter{{
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_close_range, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  }};
+  const sock_fprog program{filter.size(), filter.data()};
+  ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+  ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program);
+}
+
+// With close_range refused, detaching still closes a descriptor opened above the soft limit that
+// was lowered afterwards. This test adopts the detached process and reaps it with its starter.
+TEST(Platform, DetachClosesEveryDescriptor) {
+  ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+  if (::fork() == 0) {
+    rlimit limit{};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = limit.rlim_max;
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+    const bool opened = ::dup2(STDERR_FILENO, 2000) == 2000;
+    limit.rlim_cur = 1024;
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+    RefuseCloseRange();
+    Platform().Detach();
+    ::_exit(opened && ::fcntl(2000, F_GETFD) < 0 ? 0 : 1);
+  }
+  for (int status = 0; ::wait(&status) > 0;) EXPECT_EQ(status, 0);  // true's, then the agent's
 }
 
 TEST(Darwin, SystemVersion) {

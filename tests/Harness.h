@@ -2,8 +2,9 @@
 
 // One harness for in-process runs: a fake platform, and whole runs of the agent against it in a
 // child process (a run installs signal handlers and may end the process), told by a trace.
-// Script: words. "P:X": X, a signal (USR2, ...) or a tick count, happens as pass P starts (0:
-// before the run; end: after it); "Pl:X", "Pc:X", "Pp:X" during its launch, listing or pause.
+// Script: words. "P:X": X, a signal (USR2, ...), a tick count or "nomem" (every allocation fails
+// from then on), happens as pass P starts (0: before the run; end: after it); "Pl:X", "Pc:X",
+// "Pp:X", "Pd:X" during its launch, listing, pause or detaching.
 // "version:V": the version query gives V (else it fails); "throws:": it throws; "path:P": the
 // executable's path; "missing:F": F is not found by name; "held:": show what start-up holds and
 // shutdown leaves. Trace: detach, launch@P, check@P, pclose, an unhandled exception's line, end@P
@@ -26,12 +27,14 @@
 
 namespace zeb::test {
 
+inline bool allocationsFail = false;  // see operator new below
+
 inline const std::string kLiveSession = "COMMAND\nloginwindow\nzeb-agent\n";
 
 inline std::regex ScriptWord() {
   std::string what = "-?[0-9]+";
   for (int sig = 1; sig < 32; ++sig) what.append("|").append(sigabbrev_np(sig));
-  return std::regex("([0-9]+[lcp]?|end):(" + what +
+  return std::regex("([0-9]+[lcpd]?|end):(nomem|" + what +
                     ")|version:-?(0x[0-9a-f]+|[0-9]+)|throws:|held:|path:.*|missing:.+");
 }
 
@@ -61,7 +64,10 @@ struct FakePlatform : Platform {
       for (int sig = 1; sig < 32; ++sig) {
         if (at->second == sigabbrev_np(sig)) std::raise(sig);
       }
-      now = std::isupper(at->second[0]) != 0 ? now : std::stoi(at->second);
+      if (at->second == "nomem")
+        allocationsFail = true;
+      else if (std::isupper(at->second[0]) == 0)
+        now = std::stoi(at->second);
     }
   }
 
@@ -116,6 +122,7 @@ struct FakePlatform : Platform {
   }
   bool Detach() override {
     Say("detach ");
+    Happen(std::to_string(pass) + "d");
     return false;  // the loop must run on all the same
   }
   void WaitForEvents(std::int32_t milliseconds) override {
@@ -147,14 +154,18 @@ struct FakePlatform : Platform {
       Happen("0");
       const char* const arguments[] = {"zeb-agent"};
       const std::int32_t status = RunAgent(1, arguments);
+      allocationsFail = false;
       Say("end@" + std::to_string(pass) + " status=" + std::to_string(status));
       if (Setting("held") != nullptr) Say(" " + Held());
       Happen("end");
       ::_exit(0);
     }
     int status = 0;
-    while (::waitpid(child, &status, WUNTRACED) == child && WIFSTOPPED(status)) {
-      ::kill(child, SIGKILL);  // a stopped run would never end
+    for (int waits = 0;; ++waits) {
+      const pid_t ended = ::waitpid(child, &status, WNOHANG | WUNTRACED);
+      if (ended < 0 || (ended == child && !WIFSTOPPED(status))) break;
+      if (ended == child || waits == 10000) ::kill(child, SIGKILL);  // stopped, or hung for 10 s
+      ::usleep(1000);
     }
     std::string trace(4096, '\0');
     std::rewind(out);
@@ -167,3 +178,12 @@ struct FakePlatform : Platform {
 };
 
 }  // namespace zeb::test
+
+// A memory shortage that stays: once allocationsFail is set, every allocation fails.
+void* operator new(std::size_t size) {
+  void* const block = zeb::test::allocationsFail ? nullptr : std::malloc(size + 1);
+  if (block == nullptr) throw std::bad_alloc();
+  return block;
+}
+void operator delete(void* block) noexcept { std::free(block); }
+void operator delete(void* block, std::size_t /*size*/) noexcept { std::free(block); }
