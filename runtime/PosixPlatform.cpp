@@ -129,8 +129,9 @@ void CloseInheritedDescriptors() {
     CloseDescriptorsUpToHardLimit();
     return;
   }
-  while (const dirent* const entry = ::readdir(folder.get())) {
-    const std::string_view name = entry->d_name;
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): one thread, so readdir's state is the agent's alone
+  while (const dirent* const entry = ::readdir(folder.get())) {  // cppcheck-suppress readdirCalled
+    const std::string_view name(static_cast<const char*>(entry->d_name));
     int descriptor = 0;
     std::from_chars(name.data(), name.data() + name.size(), descriptor);  // "." and ".." stay 0
     if (descriptor > STDERR_FILENO && descriptor != ::dirfd(folder.get())) {
@@ -318,15 +319,15 @@ void WriteAll(int descriptor, std::string_view text) noexcept {
 void WriteUnhandledExceptionLine(int descriptor, std::string_view className,
                                  std::string_view message) noexcept {
   std::array<char, 256> line{};
-  std::size_t used = 0;
+  char* end = line.data();
   const auto put = [&](std::string_view text) {
     for (const char character : text) {
-      if (used == line.size() - 1) {  // the last place is the line feed's
-        WriteAll(descriptor, {line.data(), used});
-        used = 0;
+      if (end == &line.back()) {  // the last place is the line feed's
+        WriteAll(descriptor, std::string_view(line.data(), end));
+        end = line.data();
       }
-      line.data()[used] = character == '\n' ? ' ' : character;
-      ++used;
+      *end = character == '\n' ? ' ' : character;
+      ++end;
     }
   };
   put("Unhandled ");
@@ -335,8 +336,8 @@ void WriteUnhandledExceptionLine(int descriptor, std::string_view className,
     put(": ");
     put(message);
   }
-  line.data()[used] = '\n';
-  WriteAll(descriptor, {line.data(), used + 1});
+  *end = '\n';
+  WriteAll(descriptor, std::string_view(line.data(), end + 1));
 }
 
 ScopedPlatform::ScopedPlatform(Platform& platform) noexcept : previous_(current) {

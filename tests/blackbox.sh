@@ -86,9 +86,8 @@ end_with() {
 }
 
 case $row in
-  # The first check's listing stops after its header, the agent blocked reading it, while a burst
-  # of requests arrives; then 2,002 lines in one write, as from ps: the read resumes, so the agent
-  # sees its session, stays and launches once. With no true its starter ends as itself, status 0.
+  # The first check's listing stalls after its header while requests arrive, then comes as 2,002
+  # lines in one write: the agent stays and launches once. Without true its starter ends as itself.
   launch)
     printf '%s\n' loginwindow "${agent##*/}" >"$folder/listing"
     seq -f 'com.brightloom.helper%04g' 2000 >>"$folder/listing"
@@ -116,10 +115,10 @@ case $row in
     m='/Library/Application Support/Brightloom Utilities Support/ZEB_Helper/ZEB_Messenger.app'
     [[ $(<"$folder/open.log") == "$m"$'\n--\n'"$m"$'\n--' ]] || fail "$(<"$folder/open.log")"
     [[ $(<"$folder/ps.log") == $'-cx\n-o\ncommand\n--'* ]] || fail "ps: $(<"$folder/ps.log")" ;;
-  # Two copies through a link 2 s apart, real ps: the first one's check sees the second and it ends;
-  # the second, checking past both unreaped starters, stays and launches, after a storm of signals
-  # too. The first copy: stdin a pipe, stderr closed (back as 2, kept), mask blocked, SIGHUP ignored
-  # (nohup); none may reach a command. Its first launch, a pass after it is armed, finds no starter.
+  # Two copies through a link 2 s apart, real ps: the first ends at its check; the second, past both
+  # unreaped starters, stays and launches, also after a storm of signals. The first copy: stdin a
+  # pipe, stderr closed, mask blocked, SIGHUP ignored, none reaching a command; its first launch
+  # finds the starter gone.
   unreaped)
     ln -s "$agent" "$folder/zeb-link"
     first_starter='pipe(my $r, my $w);
@@ -148,12 +147,7 @@ case $row in
       kill -USR2 "$pid"
     done
     last=${EPOCHREALTIME/[.,]/}
-    until_ok "launch after the storm" "$soon" awk -v l="$last" -v f="$folder/open.times" \
-      'BEGIN {
-        while ((getline t <f) > 0) s = t
-        sub(/[.,]/, "", s)
-        exit s <= l
-      }'
+    until_ok "launch after the storm" "$soon" eval '(($(micros "$(tail -n 1 "$folder/open.times")") > last))'
     end_with INT "$soon" ;;
   valgrind)
     command -v valgrind >/dev/null || exit 77
