@@ -17,9 +17,8 @@ if(NOT ZEB_CHANGELOG_TRAILER MATCHES "^ -- (.+>)  (.+)$")
 endif()
 set(ZEB_MAINTAINER "${CMAKE_MATCH_1}")
 
-# The date as the manual page's day and in seconds since 1970 for the package's times: two builds
-# of one source then give the same bytes. A packager's SOURCE_DATE_EPOCH wins; cpack reads this
-# file before it packs.
+# The date as the manual page's day, and in seconds for the package's times, so that two builds of
+# one source give the same bytes; a packager's SOURCE_DATE_EPOCH wins (cpack reads the file first).
 execute_process(COMMAND date -u -d "${CMAKE_MATCH_2}" "+%F %s"
   OUTPUT_VARIABLE ZEB_RELEASE RESULT_VARIABLE ZEB_DATE_STATUS)
 if(NOT ZEB_RELEASE MATCHES "^([0-9-]+) ([0-9]+)\n$")
