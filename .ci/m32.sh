@@ -8,7 +8,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-packages=(cmake g++-multilib googletest)
+packages=(cmake ninja-build g++-multilib googletest)
 missing=()
 for package in "${packages[@]}"; do
   dpkg -s "$package" >/dev/null 2>&1 || missing+=("$package")
@@ -19,9 +19,10 @@ if ((${#missing[@]})); then
 fi
 
 gtest=build/m32-googletest
-cmake -S /usr/src/googletest -B $gtest/build -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/m32-toolchain.cmake" \
+cmake -S /usr/src/googletest -B $gtest/build -G Ninja \
+  -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/m32-toolchain.cmake" \
   -DCMAKE_BUILD_TYPE=Release -DBUILD_GMOCK=OFF -DCMAKE_INSTALL_PREFIX="$PWD/$gtest" >/dev/null
-cmake --build $gtest/build -j2 >/dev/null
+cmake --build $gtest/build >/dev/null
 cmake --install $gtest/build >/dev/null
 
 cmake --preset m32 >/dev/null

@@ -9,7 +9,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-packages=(cmake clang npm llvm-14)
+packages=(cmake ninja-build clang npm llvm-14)
 missing=()
 for package in "${packages[@]}"; do
   command -v "$package" >/dev/null || dpkg -s "$package" >/dev/null 2>&1 || missing+=("$package")

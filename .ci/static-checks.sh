@@ -10,8 +10,7 @@ jobs=${ZEB_STATIC_JOBS:-$(nproc)}
 sources=(app shell signals runtime)
 status=0
 
-cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Debug -DZEB_BUILD_TESTS=OFF \
-  -DCMAKE_EXPORT_COMPILE_COMMANDS=ON >/dev/null
+cmake --preset default -B "$build" -DZEB_BUILD_TESTS=OFF >/dev/null
 
 # Dependencies run one way: runtime/ and shell/ know nothing of app/, and signals/ knows only
 # App (for its launch flag).

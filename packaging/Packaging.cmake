@@ -12,36 +12,22 @@ if(NOT ZEB_CHANGELOG_HEAD MATCHES "^zeb-agent \\(${PROJECT_VERSION}\\) ")
   message(FATAL_ERROR "CHANGELOG: its latest entry is not ${PROJECT_VERSION}")
 endif()
 file(STRINGS ${PROJECT_SOURCE_DIR}/CHANGELOG ZEB_CHANGELOG_TRAILER REGEX "^ -- " LIMIT_COUNT 1)
-set(ZEB_TRAILER_FORM "^ -- (.+>)  [A-Z][a-z][a-z], ([0-9][0-9]) ([A-Z][a-z][a-z]) ([0-9]+) ")
-string(APPEND ZEB_TRAILER_FORM "([0-9][0-9]):([0-9][0-9]):([0-9][0-9]) \\+0000$")
-if(NOT ZEB_CHANGELOG_TRAILER MATCHES "${ZEB_TRAILER_FORM}")
-  message(FATAL_ERROR "CHANGELOG: no maintainer and UTC date in: ${ZEB_CHANGELOG_TRAILER}")
+if(NOT ZEB_CHANGELOG_TRAILER MATCHES "^ -- (.+>)  (.+)$")
+  message(FATAL_ERROR "CHANGELOG: no maintainer and date in: ${ZEB_CHANGELOG_TRAILER}")
 endif()
 set(ZEB_MAINTAINER "${CMAKE_MATCH_1}")
-set(ZEB_MONTHS Jan Feb Mar Apr May Jun Jul Aug Sep Oct Nov Dec)
-list(FIND ZEB_MONTHS "${CMAKE_MATCH_3}" ZEB_MONTH)
-math(EXPR ZEB_MONTH "${ZEB_MONTH} + 1" OUTPUT_FORMAT DECIMAL)
-string(LENGTH "${ZEB_MONTH}" ZEB_MONTH_DIGITS)
-if(ZEB_MONTH_DIGITS EQUAL 1)
-  set(ZEB_MONTH "0${ZEB_MONTH}")
-endif()
-set(ZEB_RELEASE_DATE "${CMAKE_MATCH_4}-${ZEB_MONTH}-${CMAKE_MATCH_2}")
 
-# The same moment in seconds since 1970 (days from the civil date, March-based years), for the
-# package's times: two builds of one source then give the same bytes. A packager's
-# SOURCE_DATE_EPOCH wins; cpack reads this file before it packs.
-set(ZEB_YEAR ${CMAKE_MATCH_4})
-math(EXPR ZEB_MARCH_MONTH "(${ZEB_MONTH} + 9) % 12")
-if(ZEB_MONTH LESS_EQUAL 2)
-  math(EXPR ZEB_YEAR "${ZEB_YEAR} - 1")
+# The date as the manual page's day, and in seconds for the package's times, so that two builds of
+# one source give the same bytes; a packager's SOURCE_DATE_EPOCH wins (cpack reads the file first).
+execute_process(COMMAND date -u -d "${CMAKE_MATCH_2}" "+%F %s"
+  OUTPUT_VARIABLE ZEB_RELEASE RESULT_VARIABLE ZEB_DATE_STATUS)
+if(NOT ZEB_RELEASE MATCHES "^([0-9-]+) ([0-9]+)\n$")
+  message(FATAL_ERROR "CHANGELOG: `date -u -d` reads no date in its trailer (${ZEB_DATE_STATUS})")
 endif()
-math(EXPR ZEB_DAYS "${ZEB_YEAR} * 365 + ${ZEB_YEAR} / 4 - ${ZEB_YEAR} / 100 + ${ZEB_YEAR} / 400
-  + (153 * ${ZEB_MARCH_MONTH} + 2) / 5 + ${CMAKE_MATCH_2} - 1 - 719468")
-math(EXPR ZEB_RELEASE_EPOCH
-  "${ZEB_DAYS} * 86400 + ${CMAKE_MATCH_5} * 3600 + ${CMAKE_MATCH_6} * 60 + ${CMAKE_MATCH_7}")
+set(ZEB_RELEASE_DATE ${CMAKE_MATCH_1})
 file(CONFIGURE OUTPUT ${ZEB_PACKAGING}/cpack-project.cmake CONTENT
 "if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
-  set(ENV{SOURCE_DATE_EPOCH} ${ZEB_RELEASE_EPOCH})
+  set(ENV{SOURCE_DATE_EPOCH} ${CMAKE_MATCH_2})
 endif()
 ")
 set(CPACK_PROJECT_CONFIG_FILE ${ZEB_PACKAGING}/cpack-project.cmake)
