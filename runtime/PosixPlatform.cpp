@@ -104,39 +104,36 @@ struct FolderCloser {
   void operator()(DIR* folder) const noexcept { ::closedir(folder); }
 };
 
-// Every number above the standard streams up to the hard limit (at most 2^20), for when the
-// system's list of open descriptors cannot be read.
-void CloseDescriptorsUpToHardLimit() {
-  rlimit limit{};
-  ::getrlimit(RLIMIT_NOFILE, &limit);
-  const rlim_t end = std::min<rlim_t>(limit.rlim_max, rlim_t{1} << 20U);
-  for (rlim_t descriptor = STDERR_FILENO + 1; descriptor < end; ++descriptor) {
-    ::close(static_cast<int>(descriptor));
+// One past the highest descriptor open, from the system's list of them; without the list, the
+// hard limit (at most 2^20). One opened before its limit was lowered lies above every limit.
+rlim_t DescriptorsEnd() {
+  const std::unique_ptr<DIR, FolderCloser> folder(::opendir(kOpenDescriptors));
+  if (folder == nullptr) {
+    rlimit limit{};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    return std::min<rlim_t>(limit.rlim_max, rlim_t{1} << 20U);
   }
+  rlim_t end = 0;
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): one thread, so readdir's state is the agent's alone
+  while (const dirent* const entry = ::readdir(folder.get())) {  // cppcheck-suppress readdirCalled
+    const std::string_view name(static_cast<const char*>(entry->d_name));
+    rlim_t descriptor = 0;
+    std::from_chars(name.data(), name.data() + name.size(), descriptor);  // "." and ".." stay 0
+    end = std::max(end, descriptor + 1);
+  }
+  return end;
 }
 
 // Descriptors inherited from the starter would keep its pipes and files open for the session.
-// Where close_range is missing or refused, the system's list tells the open ones: one opened
-// before its limit was lowered lies above every limit.
 void CloseInheritedDescriptors() {
 #if defined(__linux__)
   if (::close_range(STDERR_FILENO + 1, ~0U, 0) == 0) {
     return;
   }
 #endif
-  const std::unique_ptr<DIR, FolderCloser> folder(::opendir(kOpenDescriptors));
-  if (folder == nullptr) {
-    CloseDescriptorsUpToHardLimit();
-    return;
-  }
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): one thread, so readdir's state is the agent's alone
-  while (const dirent* const entry = ::readdir(folder.get())) {  // cppcheck-suppress readdirCalled
-    const std::string_view name(static_cast<const char*>(entry->d_name));
-    int descriptor = 0;
-    std::from_chars(name.data(), name.data() + name.size(), descriptor);  // "." and ".." stay 0
-    if (descriptor > STDERR_FILENO && descriptor != ::dirfd(folder.get())) {
-      ::close(descriptor);
-    }
+  const rlim_t end = DescriptorsEnd();  // the list's own descriptor is closed by then
+  for (rlim_t descriptor = STDERR_FILENO + 1; descriptor < end; ++descriptor) {
+    ::close(static_cast<int>(descriptor));
   }
 }
 

@@ -7,7 +7,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstring>
 
 #include "runtime/Darwin.h"
 #include "shell/Shell.h"
