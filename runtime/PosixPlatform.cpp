@@ -276,7 +276,7 @@ String Platform::ExecutablePath() {
 }
 
 // glibc keeps freed heap pages, which a long listing would leave dirty for the whole session
-// (docs/performance.md has the figures).
+// (docs/performance.md, "Memory").
 void Platform::ReturnFreeMemory() {
 #if defined(__GLIBC__)
   ::malloc_trim(0);

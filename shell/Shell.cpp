@@ -13,8 +13,8 @@ namespace {
 constexpr std::int32_t kReadSize = 512;
 
 // The stream's buffer, one item wide, so that glibc reads each item straight from the pipe
-// without a heap page for the session (docs/performance.md has the figures). Static, so that a
-// stream left open by an exception never points at a dead buffer.
+// without a heap page for the session (docs/performance.md, "The stream buffer"). Static, so that
+// a stream left open by an exception never points at a dead buffer.
 std::array<char, kReadSize> streamBuffer{};
 
 // The stream handle lives only in its holder, as a pointer-wide integer.
