@@ -106,7 +106,7 @@ struct FolderCloser {
 
 // One past the highest descriptor open, from the system's list of them; without the list, the
 // hard limit (at most 2^20). One opened before its limit was lowered lies above every limit.
-rlim_t DescriptorsEnd() {
+rlim_t DescriptorsEnd() noexcept {
   const std::unique_ptr<DIR, FolderCloser> folder(::opendir(kOpenDescriptors));
   if (folder == nullptr) {
     rlimit limit{};
@@ -125,7 +125,7 @@ rlim_t DescriptorsEnd() {
 }
 
 // Descriptors inherited from the starter would keep its pipes and files open for the session.
-void CloseInheritedDescriptors() {
+void CloseInheritedDescriptors() noexcept {
 #if defined(__linux__)
   if (::close_range(STDERR_FILENO + 1, ~0U, 0) == 0) {
     return;
@@ -158,6 +158,7 @@ void StandardStreamsToNull() {
 // its zombie in the process listing, where the agent's name would pass for a second copy. Where
 // there is no such program it ends as it is. _exit, so that nothing buffered is flushed twice.
 [[noreturn]] void EndStarter() noexcept {
+  CloseInheritedDescriptors();  // a full table would leave true no room to load its libraries
   std::array<char, sizeof "true"> name{"true"};
   std::array<char*, 2> arguments{name.data(), nullptr};
   std::array<char*, 1> environment{nullptr};

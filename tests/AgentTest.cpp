@@ -15,7 +15,6 @@
 namespace zeb::test {
 namespace {
 
-// Rows: a behaviour, a script, its trace (Harness.h) and the listing every check gets.
 TEST(Agent, Runs) {
   struct Row {
     const char *behaviour, *script, *trace;
@@ -107,28 +106,30 @@ extern "C" int close_range(unsigned int /*first*/, unsigned int /*last*/, int /*
   return -1;
 }
 
-// The real platform, in a child that this test adopts and reaps: with close_range refused,
-// detaching closes a descriptor opened above a soft limit lowered afterwards (else status 1); the
-// pump waits out its time while a signal every millisecond cuts each sleep short (else 2).
+// The real platform, in children this test adopts: detaching with close_range refused closes a
+// descriptor above the lowered soft limit (else status 1); the pump outlasts signals (else 2).
 TEST(Platform, DetachAndWait) {
-  using namespace std::chrono_literals;
   static std::atomic<int> caught = 0;
   ::prctl(PR_SET_CHILD_SUBREAPER, 1);
-  if (::fork() == 0) {
-    const bool opened = ::dup2(STDERR_FILENO, 900) == 900;
-    rlimit limit{};
-    ::getrlimit(RLIMIT_NOFILE, &limit);
-    limit.rlim_cur = 512;
-    ::setrlimit(RLIMIT_NOFILE, &limit);
-    Platform().Detach();
-    const int kept = opened && ::fcntl(900, F_GETFD) < 0 ? 0 : 1;
-    std::signal(SIGALRM, [](int) { ++caught; });
-    ::ualarm(1000, 1000);
-    const auto start = std::chrono::steady_clock::now();
-    Platform().WaitForEvents(50);
-    ::_exit(kept + (std::chrono::steady_clock::now() - start >= 50ms && caught > 0 ? 0 : 2));
+  for (const rlim_t soft : {512, 4}) {  // 4, with 3 open: no room to read the list of open ones
+    if (::fork() == 0) {
+      std::signal(SIGALRM, [](int) { ++caught; });
+      ::ualarm(1000, 1000);
+      const auto start = std::chrono::steady_clock::now();
+      Platform().WaitForEvents(50);
+      const auto waited = std::chrono::steady_clock::now() - start;
+      ::ualarm(0, 0);
+      const int cut = waited >= std::chrono::milliseconds(50) && caught > 0 ? 0 : 2;
+      const bool opened = ::dup2(STDERR_FILENO, 3) == 3 && ::dup2(STDERR_FILENO, 900) == 900;
+      rlimit limit{};
+      ::getrlimit(RLIMIT_NOFILE, &limit);
+      limit.rlim_cur = soft;
+      ::setrlimit(RLIMIT_NOFILE, &limit);
+      Platform().Detach();
+      ::_exit(cut + (opened && ::fcntl(900, F_GETFD) < 0 ? 0 : 1));
+    }
   }
-  for (int status = 0; ::wait(&status) > 0;) EXPECT_EQ(status, 0);  // true, the agent
+  for (int status = 0; ::wait(&status) > 0;) EXPECT_EQ(status, 0);  // true's, the agents'
 }
 
 TEST(Darwin, SystemVersion) {

@@ -4,11 +4,11 @@
 // child process (a run installs signal handlers and may end the process), told by a trace.
 // Script: words. "P:X": X, a signal (USR2, ...), a tick count or "nomem" (every allocation fails
 // from then on), happens as pass P starts (0: before the run; end: after it); "Pl:X", "Pc:X",
-// "Pp:X", "Pd:X" during its launch, listing, pause or detaching.
-// "version:V": the version query gives V (else it fails); "throws:": it throws; "path:P": the
-// executable's path; "missing:F": F is not found by name; "held:": show what start-up holds and
-// shutdown leaves. Trace: detach, launch@P, check@P, pclose, an unhandled exception's line, end@P
-// status=S (RunAgent's), exit=N or killed=N as the process ended; "unreadable: W" for any other W.
+// "Pp:X", "Pd:X" during its launch, listing, pause or detaching. "version:V": the version query
+// gives V (else it fails); "throws:": it throws; "path:P": the executable's path; "missing:F": F is
+// not found by name; "held:": show what start-up holds and shutdown leaves. Trace: detach,
+// launch@P, check@P, pclose, an unhandled exception's line, end@P status=S (RunAgent's), exit=N or
+// killed=N as the process ended; "unreadable: W" for any other W.
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -182,5 +182,8 @@ void* operator new(std::size_t size) {
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t /*size*/) noexcept { std::free(block); }
+// Not inlined, so that the compiler never sees free() meet a pointer from operator new.
+[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block, std::size_t /*size*/) noexcept {
+  std::free(block);
+}
