@@ -5,7 +5,7 @@
 // Script: words. "P:X": X, a signal (USR2, ...), a tick count or "nomem" (every allocation fails
 // from then on), happens as pass P starts (0: before the run; end: after it); "Pl:X", "Pc:X",
 // "Pp:X", "Pd:X" during its launch, listing, pause or detaching. "version:V": the version query
-// gives V (else it fails); "throws:": it throws; "path:P": the executable's path; "missing:F": F is
+// gives V (else it fails), "throws:": it throws, "path:P": the executable's path, "missing:F": F is
 // not found by name; "held:": show what start-up holds and shutdown leaves. Trace: detach,
 // launch@P, check@P, pclose, an unhandled exception's line, end@P status=S (RunAgent's), exit=N or
 // killed=N as the process ended; "unreadable: W" for any other W.
