@@ -16,24 +16,52 @@ if(NOT ZEB_CHANGELOG_TRAILER MATCHES "^ -- (.+>)  (.+)$")
   message(FATAL_ERROR "CHANGELOG: no maintainer and date in: ${ZEB_CHANGELOG_TRAILER}")
 endif()
 set(ZEB_MAINTAINER "${CMAKE_MATCH_1}")
+set(ZEB_RELEASE "${CMAKE_MATCH_2}")
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/CHANGELOG)
 
 # The date as the manual page's day, and in seconds for the package's times, so that two builds of
 # one source give the same bytes; a packager's SOURCE_DATE_EPOCH wins (cpack reads the file first).
-execute_process(COMMAND date -u -d "${CMAKE_MATCH_2}" "+%F %s"
-  OUTPUT_VARIABLE ZEB_RELEASE RESULT_VARIABLE ZEB_DATE_STATUS)
-if(NOT ZEB_RELEASE MATCHES "^([0-9-]+) ([0-9]+)\n$")
-  message(FATAL_ERROR "CHANGELOG: `date -u -d` reads no date in its trailer (${ZEB_DATE_STATUS})")
+# No `date` reads a given date alike on every system, so CMake counts the days, from 1 March of
+# year 0 (a leap day then ends its year); string(TIMESTAMP) must read the trailer's text back.
+set(ZEB_MONTHS Jan Feb Mar Apr May Jun Jul Aug Sep Oct Nov Dec)
+set(ZEB_2 "([0-9][0-9])")
+set(ZEB_4 "([0-9][0-9][0-9][0-9])")
+if(ZEB_RELEASE MATCHES "^..., ${ZEB_2} (...) ${ZEB_4} ${ZEB_2}:${ZEB_2}:${ZEB_2} ([+-])${ZEB_4}$")
+  list(FIND ZEB_MONTHS ${CMAKE_MATCH_2} ZEB_MONTH)
+  math(EXPR ZEB_MONTH "(${ZEB_MONTH} + 10) % 12")
+  math(EXPR ZEB_YEAR "${CMAKE_MATCH_3} - ${ZEB_MONTH} / 10")
+  math(EXPR ZEB_LOCAL "(365 * ${ZEB_YEAR} + ${ZEB_YEAR} / 4 - ${ZEB_YEAR} / 100 + ${ZEB_YEAR} / 400
+    + (153 * ${ZEB_MONTH} + 2) / 5 + ${CMAKE_MATCH_1} - 1 - 719468) * 86400
+    + ${CMAKE_MATCH_4} * 3600 + ${CMAKE_MATCH_5} * 60 + ${CMAKE_MATCH_6}")
+  math(EXPR ZEB_EPOCH
+    "${ZEB_LOCAL} - ${CMAKE_MATCH_7}(${CMAKE_MATCH_8} / 100 * 3600 + ${CMAKE_MATCH_8} % 100 * 60)")
+  set(ZEB_ENV_EPOCH "$ENV{SOURCE_DATE_EPOCH}")
+  set(ENV{SOURCE_DATE_EPOCH} ${ZEB_LOCAL})
+  string(TIMESTAMP ZEB_READ_BACK "%a, %d %b %Y %H:%M:%S ${CMAKE_MATCH_7}${CMAKE_MATCH_8}" UTC)
+  set(ENV{SOURCE_DATE_EPOCH} ${ZEB_EPOCH})
+  string(TIMESTAMP ZEB_RELEASE_DATE "%Y-%m-%d" UTC)
 endif()
-set(ZEB_RELEASE_DATE ${CMAKE_MATCH_1})
+if(NOT ZEB_READ_BACK STREQUAL ZEB_RELEASE)
+  message(FATAL_ERROR "CHANGELOG: no date like \"Mon, 23 Nov 2026 00:00:00 +0000\" in its trailer")
+endif()
+# Only making the package needs dpkg, which names the architecture.
 file(CONFIGURE OUTPUT ${ZEB_PACKAGING}/cpack-project.cmake CONTENT
 "if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
-  set(ENV{SOURCE_DATE_EPOCH} ${CMAKE_MATCH_2})
+  set(ENV{SOURCE_DATE_EPOCH} ${ZEB_EPOCH})
 endif()
+find_program(ZEB_DPKG dpkg REQUIRED)
 ")
 set(CPACK_PROJECT_CONFIG_FILE ${ZEB_PACKAGING}/cpack-project.cmake)
 
 set(ZEB_MANPAGE ${ZEB_PACKAGING}/zeb-agent.1)
 configure_file(${CMAKE_CURRENT_LIST_DIR}/zeb-agent.1.in ${ZEB_MANPAGE} @ONLY)
+# Debian wants manual pages and changelogs compressed, with the most compression and no name or
+# time inside: CMake leaves gzip's time out while SOURCE_DATE_EPOCH is set. No gzip is needed.
+file(ARCHIVE_CREATE OUTPUT ${ZEB_MANPAGE}.gz PATHS ${ZEB_MANPAGE}
+  FORMAT raw COMPRESSION GZip COMPRESSION_LEVEL 9)
+file(ARCHIVE_CREATE OUTPUT ${ZEB_PACKAGING}/changelog.gz PATHS ${PROJECT_SOURCE_DIR}/CHANGELOG
+  FORMAT raw COMPRESSION GZip COMPRESSION_LEVEL 9)
+set(ENV{SOURCE_DATE_EPOCH} "${ZEB_ENV_EPOCH}")
 
 # Debian's machine-readable copyright file, made from LICENSE: its copyright line, then the
 # licence's text, one space in and an empty line as " .".
@@ -53,24 +81,6 @@ Copyright: @ZEB_COPYRIGHT@
 License: Expat
  @ZEB_LICENSE_TEXT@
 ")
-
-# Debian wants manual pages and changelogs compressed, with the most compression; -n keeps the
-# archive free of names and times.
-find_program(ZEB_GZIP gzip REQUIRED)
-add_custom_command(
-  OUTPUT ${ZEB_MANPAGE}.gz
-  COMMAND ${ZEB_GZIP} -9 -n -c ${ZEB_MANPAGE} > ${ZEB_MANPAGE}.gz
-  DEPENDS ${ZEB_MANPAGE}
-  COMMENT "Compressing the manual page"
-  VERBATIM)
-add_custom_command(
-  OUTPUT ${ZEB_PACKAGING}/changelog.gz
-  COMMAND ${ZEB_GZIP} -9 -n -c ${PROJECT_SOURCE_DIR}/CHANGELOG > ${ZEB_PACKAGING}/changelog.gz
-  DEPENDS ${PROJECT_SOURCE_DIR}/CHANGELOG
-  COMMENT "Compressing the changelog"
-  VERBATIM)
-add_custom_target(zeb-agent-documents ALL
-  DEPENDS ${ZEB_MANPAGE}.gz ${ZEB_PACKAGING}/changelog.gz)
 
 install(TARGETS zeb-agent RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT agent)
 install(FILES ${ZEB_MANPAGE}.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT agent)
