@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 
 #include <atomic>
@@ -11,6 +10,26 @@
 #include "runtime/Darwin.h"
 #include "shell/Shell.h"
 #include "tests/Harness.h"
+
+#if defined(__linux__)
+#include <sys/prctl.h>
+
+// close_range as a system without it answers: the agent's call comes here, not to the C library.
+extern "C" int close_range(unsigned int /*first*/, unsigned int /*last*/, int /*flags*/) noexcept {
+  errno = ENOSYS;
+  return -1;
+}
+#endif
+
+// A memory shortage that stays: once allocationsFail is set, every allocation fails.
+void* operator new(std::size_t size) {
+  void* const block = zeb::test::allocationsFail ? nullptr : std::malloc(size + 1);
+  if (block == nullptr) throw std::bad_alloc();
+  return block;
+}
+// Not inlined, so that the compiler never sees free() meet a pointer from operator new.
+[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { std::free(block); }
 
 namespace zeb::test {
 namespace {
@@ -25,6 +44,7 @@ TEST(Agent, Runs) {
        "end@0 status=0 killed=1"},
       {"an escaping exception: reported on one line however long, status 1", "throws:",
        "Unhandled RuntimeException: query failed" + std::string(300, '.') + "\nend@0 status=1"},
+      {"standard error closed: no report, still status 1", "0:closed throws:", "end@0 status=1"},
       {"start-up registers App and one file type; shutdown releases", "held: 1:TERM",
        "held[App text/R*ch/TEXT/ pText] detach end@1 status=0 held[App]"},
       {"a request while a command runs gets the next pass", "1:USR2 1l:USR2 2:601 2c:USR2 4:TERM",
@@ -52,11 +72,8 @@ TEST(Agent, Runs) {
        "detach check@1 pclose end@1 status=0",
        "loginwindow\n loginwindow\nloginwindowd\nLoginwindow\nzeb-agent\nloginwindow"},
   };
-  for (const auto& [behaviour, script, trace, listing] : rows) {
-    FakePlatform platform;
-    platform.listing = listing;
-    EXPECT_EQ(platform.Run(script), trace) << behaviour;
-  }
+  for (const auto& [behaviour, script, trace, listing] : rows)
+    EXPECT_EQ(FakePlatform(listing).Run(script), trace) << behaviour;
 }
 
 // Each signal while it detaches (held) and again, then a request: its flag; the handler stays.
@@ -100,18 +117,17 @@ TEST(Capture, OutputShape) {
   }
 }
 
-// close_range as a system without it answers: the agent's call comes here, not to the C library.
-extern "C" int close_range(unsigned int /*first*/, unsigned int /*last*/, int /*flags*/) noexcept {
-  errno = ENOSYS;
-  return -1;
-}
-
-// The real platform, in children this test adopts: detaching with close_range refused closes a
-// descriptor above the lowered soft limit (else status 1); the pump outlasts signals (else 2).
+// The real platform: detaching with close_range refused closes the highest descriptor allowed
+// after the soft limit is lowered below it (else status 1); the pump outlasts signals (else 2).
 TEST(Platform, DetachAndWait) {
   static std::atomic<int> caught = 0;
+#if defined(__linux__)  // adopted, the detached ones end here; on a Mac only the pump's status does
   ::prctl(PR_SET_CHILD_SUBREAPER, 1);
-  for (const rlim_t soft : {512, 4}) {  // 4, with 3 open: no room to read the list of open ones
+#endif
+  rlimit limit{};
+  ::getrlimit(RLIMIT_NOFILE, &limit);
+  const int high = static_cast<int>(std::min<rlim_t>(limit.rlim_cur, 1024) - 1);
+  for (const rlim_t soft : {static_cast<rlim_t>(high), rlim_t{4}}) {  // 4: no room for the list
     if (::fork() == 0) {
       std::signal(SIGALRM, [](int) { ++caught; });
       ::ualarm(1000, 1000);
@@ -119,14 +135,12 @@ TEST(Platform, DetachAndWait) {
       Platform().WaitForEvents(50);
       const auto waited = std::chrono::steady_clock::now() - start;
       ::ualarm(0, 0);
-      const int cut = waited >= std::chrono::milliseconds(50) && caught > 0 ? 0 : 2;
-      const bool opened = ::dup2(STDERR_FILENO, 3) == 3 && ::dup2(STDERR_FILENO, 900) == 900;
-      rlimit limit{};
-      ::getrlimit(RLIMIT_NOFILE, &limit);
+      if (waited < std::chrono::milliseconds(50) || caught == 0) ::_exit(2);
+      const bool opened = ::dup2(STDERR_FILENO, 3) == 3 && ::dup2(STDERR_FILENO, high) == high;
       limit.rlim_cur = soft;
       ::setrlimit(RLIMIT_NOFILE, &limit);
       Platform().Detach();
-      ::_exit(cut + (opened && ::fcntl(900, F_GETFD) < 0 ? 0 : 1));
+      ::_exit(opened && ::fcntl(high, F_GETFD) < 0 ? 0 : 1);
     }
   }
   for (int status = 0; ::wait(&status) > 0;) EXPECT_EQ(status, 0);  // true's, the agents'
@@ -142,9 +156,8 @@ TEST(Darwin, SystemVersion) {
       {"9.0rc", std::nullopt},  // more than numbers
       {"8.", std::nullopt},     // no minor after the dot
   };
-  for (const auto& [release, version] : rows) {
+  for (const auto& [release, version] : rows)
     EXPECT_EQ(darwin::SystemVersion(release), version) << release;
-  }
 }
 
 TEST(Darwin, Nanoseconds) {
@@ -167,8 +180,7 @@ TEST(Darwin, FirstArgument) {
       {1, "/bin/zeb-agent\0\0zeb-ag"sv, ""},                                          // cut short
   };
   for (const auto& [count, rest, argument] : rows) {
-    std::string buffer(sizeof count, '\0');
-    std::memcpy(buffer.data(), &count, sizeof count);
+    const std::string buffer(reinterpret_cast<const char*>(&count), sizeof count);
     EXPECT_EQ(darwin::FirstArgument(buffer + std::string(rest)), argument) << rest;
   }
   EXPECT_EQ(darwin::FirstArgument("\1"), "");  // not even the count

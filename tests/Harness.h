@@ -2,14 +2,15 @@
 
 // One harness for in-process runs: a fake platform, and whole runs of the agent against it in a
 // child process (a run installs signal handlers and may end the process), told by a trace.
-// Script: words. "P:X": X, a signal (USR2, ...), a tick count or "nomem" (every allocation fails
-// from then on), happens as pass P starts (0: before the run; end: after it); "Pl:X", "Pc:X",
-// "Pp:X", "Pd:X" during its launch, listing, pause or detaching. "version:V": the version query
-// gives V (else it fails), "throws:": it throws, "path:P": the executable's path, "missing:F": F is
-// not found by name; "held:": show what start-up holds and shutdown leaves. Trace: detach,
-// launch@P, check@P, pclose, an unhandled exception's line, end@P status=S (RunAgent's), exit=N or
-// killed=N as the process ended; "unreadable: W" for any other W.
+// Script: words. "P:X": X, a signal (USR2, ...), a tick count, "nomem" (every allocation fails
+// from then on) or "closed" (standard error closes), happens as pass P starts (0: before the run;
+// end: after it); "Pl:X", "Pc:X", "Pp:X", "Pd:X" during its launch, listing, pause or detaching.
+// "version:V": the version query gives V (else it fails), "throws:": it throws, "path:P": the
+// executable's path, "missing:F": F is not found by name; "held:": show what start-up holds and
+// shutdown leaves. Trace: detach, launch@P, check@P, pclose, an unhandled exception's line, end@P
+// status=S (RunAgent's), exit=N or killed=N as the process ended; "unreadable: W" for any other W.
 
+#include <strings.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -27,15 +28,19 @@
 
 namespace zeb::test {
 
-inline bool allocationsFail = false;  // see operator new below
+inline bool allocationsFail = false;  // see operator new in AgentTest.cpp
 
 inline const std::string kLiveSession = "COMMAND\nloginwindow\nzeb-agent\n";
 
-inline std::regex ScriptWord() {
-  std::string what = "-?[0-9]+";
-  for (int sig = 1; sig < 32; ++sig) what.append("|").append(sigabbrev_np(sig));
-  return std::regex("([0-9]+[lcpd]?|end):(nomem|" + what +
-                    ")|version:-?(0x[0-9a-f]+|[0-9]+)|throws:|held:|path:.*|missing:.+");
+#if defined(__APPLE__)  // glibc's call, from the BSD table: its names are lower case (usr2)
+inline const char* sigabbrev_np(int sig) { return sys_signame[sig]; }
+#endif
+
+inline std::regex ScriptWord() {  // signal names in either case
+  std::string word = "([0-9]+[lcpd]?|end):(nomem|closed|-?[0-9]+";
+  for (int sig = 1; sig < 32; ++sig) word.append("|").append(sigabbrev_np(sig));
+  word += ")|version:-?(0x[0-9a-f]+|[0-9]+)|throws:|held:|path:.*|missing:.+";
+  return std::regex(word, std::regex::icase);
 }
 
 // The clock, the version query, the executable's path and the loader are the test's; usleep,
@@ -45,25 +50,24 @@ struct FakePlatform : Platform {
   Tick now = 0;
   std::map<String, int> lookups;
   std::map<String, String> outputs;
-  long errorFromByte = LONG_MAX;       // ferror fails once the stream has been read this far
-  std::string listing = kLiveSession;  // what every check gets
+  long errorFromByte = LONG_MAX;  // ferror fails once the stream has been read this far
+  std::string listing;            // what every check gets
   std::multimap<std::string, std::string> events;  // "2c" -> "USR2", "path" -> "", see Run
   int pass = 0, pumps = 0;
-  bool tracing = false, launchPump = false;
+  bool tracing = false, launchPump = false;  // the pump after a launch is the same pass's
 
-  FakePlatform() { fake = this; }
+  explicit FakePlatform(std::string ps = kLiveSession) : listing(std::move(ps)) { fake = this; }
   void Say(const std::string& text) const {
     if (tracing) WriteAll(STDOUT_FILENO, text);
   }
   const std::string* Setting(const std::string& key) const {
-    const auto found = events.find(key);
-    return found == events.end() ? nullptr : &found->second;
+    return events.contains(key) ? &events.find(key)->second : nullptr;
   }
   void Happen(const std::string& when) {
     for (auto [at, to] = events.equal_range(when); at != to; ++at) {
-      for (int sig = 1; sig < 32; ++sig) {
-        if (at->second == sigabbrev_np(sig)) std::raise(sig);
-      }
+      for (int sig = 1; sig < 32; ++sig)
+        if (::strcasecmp(at->second.c_str(), sigabbrev_np(sig)) == 0) std::raise(sig);
+      if (at->second == "closed") ::close(STDERR_FILENO);
       allocationsFail = allocationsFail || at->second == "nomem";
       if (at->second.find_first_not_of("-0123456789") == std::string::npos)
         now = std::stoi(at->second);
@@ -126,10 +130,8 @@ struct FakePlatform : Platform {
   }
   void WaitForEvents(std::int32_t milliseconds) override {
     Say(milliseconds == 10 ? "" : "pump(" + std::to_string(milliseconds) + ") ");
-    if (++pumps > 60) std::raise(SIGKILL);    // a run that would go on for ever
-    if (!std::exchange(launchPump, false)) {  // the pump after a launch is the same pass's
-      Happen(std::to_string(++pass));
-    }
+    if (++pumps > 60) std::raise(SIGKILL);  // a run that would go on for ever
+    if (!std::exchange(launchPump, false)) Happen(std::to_string(++pass));
   }
   Tick Ticks() override { return now; }
   String ExecutablePath() override {
@@ -157,7 +159,6 @@ struct FakePlatform : Platform {
       Say("end@" + std::to_string(pass) + " status=" + std::to_string(status));
       if (Setting("held") != nullptr) Say(" " + Held());
       Happen("end");
-      WriteAll(-1, "-");  // a descriptor that takes nothing: the write gives up
       ::_exit(0);
     }
     int status = 0;
@@ -176,15 +177,3 @@ struct FakePlatform : Platform {
 };
 
 }  // namespace zeb::test
-
-// A memory shortage that stays: once allocationsFail is set, every allocation fails.
-void* operator new(std::size_t size) {
-  void* const block = zeb::test::allocationsFail ? nullptr : std::malloc(size + 1);
-  if (block == nullptr) throw std::bad_alloc();
-  return block;
-}
-// Not inlined, so that the compiler never sees free() meet a pointer from operator new.
-[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
-[[gnu::noinline]] void operator delete(void* block, std::size_t /*size*/) noexcept {
-  std::free(block);
-}
