@@ -173,17 +173,18 @@ TEST(Darwin, Nanoseconds) {
 
 TEST(Darwin, FirstArgument) {
   using namespace std::string_view_literals;
-  const std::tuple<int, std::string_view, const char*> rows[] = {
-      {1, "/Library/Zeb/zeb-agent\0\0\0\0zeb-launched\0HOME=/\0"sv, "zeb-launched"},  // launchd
-      {2, "/bin/zeb-agent\0./zeb-agent\0-v\0"sv, "./zeb-agent"},                      // no padding
-      {0, "/bin/zeb-agent\0\0HOME=/\0"sv, ""},                                        // no argument
-      {1, "/bin/zeb-agent\0\0zeb-ag"sv, ""},                                          // cut short
+  const auto buffer = [](int count, std::string_view rest) {  // the count as the system puts it
+    return std::string(reinterpret_cast<const char*>(&count), sizeof count) + std::string(rest);
   };
-  for (const auto& [count, rest, argument] : rows) {
-    const std::string buffer(reinterpret_cast<const char*>(&count), sizeof count);
-    EXPECT_EQ(darwin::FirstArgument(buffer + std::string(rest)), argument) << rest;
-  }
-  EXPECT_EQ(darwin::FirstArgument("\1"), "");  // not even the count
+  const std::pair<std::string, const char*> rows[] = {
+      {buffer(1, "/Zeb/zeb-agent\0\0\0\0zeb-launched\0HOME=/\0"sv), "zeb-launched"},  // launchd
+      {buffer(2, "/bin/zeb-agent\0./zeb-agent\0-v\0"sv), "./zeb-agent"},              // no padding
+      {buffer(0, "/bin/zeb-agent\0\0HOME=/\0"sv), ""},                                // no argument
+      {buffer(1, "/bin/zeb-agent\0\0zeb-ag"sv), ""},                                  // cut short
+      {"\1", ""},  // not even the count
+  };
+  for (const auto& [arguments, argument] : rows)
+    EXPECT_EQ(darwin::FirstArgument(arguments), argument) << arguments;
 }
 
 }  // namespace
