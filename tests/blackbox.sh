@@ -32,8 +32,12 @@ if [[ -z ${ZEB_IN_SESSION:-} ]]; then # the stand-ins first: the session lays th
     cat '$folder/listing'"
   [[ $row != valgrind ]] || stand_in ps "printf '%s\n' COMMAND loginwindow" # shows the first check
   [[ $row != launch ]] || mknod "$folder/bin/true" c 0 0 # a whiteout: no /usr/bin/true
+  session=(--bin "$folder/bin" --out "$out" -- bash "$0" "$@")
+  # The row deadline is the session's own: it ends a starter that outlasts it, with status 124.
+  [[ $row != deadline ]] || session=(--deadline 1 --out "$out" -- sleep 60)
   status=0
-  ZEB_IN_SESSION=1 "$3" --bin "$folder/bin" --out "$out" -- bash "$0" "$@" || status=$?
+  ZEB_IN_SESSION=1 "$3" "${session[@]}" || status=$?
+  [[ $row != deadline || $status == 77 ]] || status=$((status == 124 ? 0 : 1))
   [[ $status != 77 || -z ${ZEB_NO_SKIP:-} ]] || fail "skipped, with ZEB_NO_SKIP"
   exit "$status"
 fi
