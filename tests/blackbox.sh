@@ -61,10 +61,10 @@ detached() {
   read -r _ _ _ _ _ sid tty _ <"$p/stat"
   state="sid=$sid tty=$tty cwd=$(readlink "$p/cwd") fds$(find "$p/fd" -mindepth 1 -printf ' %f:%l')"
   [[ $state == "sid=$pid tty=0 cwd=/ fds 0:/dev/null 1:/dev/null 2:/dev/null" ]]; }
-# Seconds for what takes the agent milliseconds (0.5 s at most at load 18, perl's start of it
+# Seconds for what takes the agent milliseconds (1.1 s at most at load 35, perl's start of it
 # included); the faults caught take 10 s or for ever.
 soon=5
-check=12 # s from the agent's fork to the end of its first check (10 s): 10.2 at load 18, 2 allowed
+check=12 # s from the agent's fork to the end of its first check (10 s): 10.4 at load 35, 2 allowed
 # began PID: PID's fork as the kernel noted it, in microseconds of the real clock (to 10 ms).
 read -r up _ </proc/uptime
 tick=$((1000000 / $(getconf CLK_TCK))) boot=$((${EPOCHREALTIME/[.,]/} - 10#${up/./}0000))
@@ -155,7 +155,7 @@ case $row in
   valgrind)
     command -v valgrind >/dev/null || exit 77
     soon=30 start valgrind --leak-check=full --errors-for-leak-kinds=definite,indirect \
-      --error-exitcode=99 --log-file="$folder/%p" "$agent" # valgrind's start: 4 s at load 18, 30 allowed
+      --error-exitcode=99 --log-file="$folder/%p" "$agent" # valgrind's start: 7.5 s at load 35, 30 allowed
     from=$born until_ok "first check" "$check" has_calls ps 1 # the loop runs, so its handlers are in place
     kill -USR2 "$pid"
     until_ok launch "$soon" has_calls open 1
