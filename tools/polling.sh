@@ -8,12 +8,15 @@ micros() {
   echo $((10#$digits))
 }
 
-# poll SECONDS COMMAND...: runs COMMAND until it succeeds (status 0) or the deadline passes (1).
+# poll SECONDS COMMAND...: runs COMMAND until it succeeds (0), or until a run begun past the
+# deadline fails (1), so that a script scheduled late fails no condition met in time. The deadline
+# is SECONDS from now, or from $from where set (microseconds, as micros gives them).
 poll() {
-  local deadline=$(($(micros "$EPOCHREALTIME") + $1 * 1000000))
+  local deadline=$((${from:-$(micros "$EPOCHREALTIME")} + $1 * 1000000)) late=0
   shift
   until "$@"; do
-    (($(micros "$EPOCHREALTIME") < deadline)) || return 1
+    ((!late)) || return 1
+    (($(micros "$EPOCHREALTIME") < deadline)) || late=1
     sleep 0.02
   done
 }
